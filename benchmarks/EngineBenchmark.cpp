@@ -1,0 +1,114 @@
+// SPDX-License-Identifier: AGPL-3.0-only
+// Nanoseconds per stereo frame of the engine, and of juce::Reverb on the same audio as a yardstick.
+
+#include "engine/ParameterTable.h"
+
+#include <benchmark/benchmark.h>
+#include <juce_audio_basics/juce_audio_basics.h>
+
+#include <random>
+#include <vector>
+
+namespace
+{
+
+constexpr int blockSize = 512;
+
+enum class Signal
+{
+    noise,
+    silenceAfterTail,
+    sweepingSize
+};
+
+/** A stereo block of white noise at half of full scale, and a copy to work on. */
+struct Block
+{
+    Block()
+    {
+        std::minstd_rand random { 1 };
+        std::uniform_real_distribution<float> sample { -0.5f, 0.5f };
+
+        for (auto* channel : { &noiseL, &noiseR })
+            for (auto& value : *channel)
+                value = sample (random);
+    }
+
+    void fill (Signal signal)
+    {
+        left = signal == Signal::silenceAfterTail ? silence : noiseL;
+        right = signal == Signal::silenceAfterTail ? silence : noiseR;
+    }
+
+    std::vector<float> noiseL = std::vector<float> (blockSize), noiseR = noiseL, silence = noiseL, left = noiseL, right = noiseL;
+};
+
+void reportFrames (benchmark::State& state)
+{
+    state.counters["ns/frame"] = benchmark::Counter (static_cast<double> (state.iterations()) * blockSize * 1e-9,
+                                                     benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+}
+
+void engine (benchmark::State& state, Signal signal)
+{
+    varnel::ReverbEngine reverb;
+    reverb.prepare (static_cast<double> (state.range (0)), 2);
+
+    for (const auto& parameter : varnel::parameterTable)
+        (reverb.*parameter.apply) (parameter.defaultValue);
+
+    Block block;
+    float* const channels[] { block.left.data(), block.right.data() };
+
+    // A tail of noise, and for the silence long enough after it that every state has come to rest.
+    for (int i = 0; i < 200; ++i, block.fill (Signal::noise))
+        reverb.processBlock (channels, 2, blockSize);
+
+    if (signal == Signal::silenceAfterTail)
+        for (auto seconds = 0.0; seconds < 30.0; seconds += blockSize / static_cast<double> (state.range (0)))
+        {
+            block.fill (signal);
+            reverb.processBlock (channels, 2, blockSize);
+        }
+
+    auto size = 0.0f;
+
+    for (auto _ : state)
+    {
+        if (signal == Signal::sweepingSize)
+        {
+            size = size < 100.0f ? size + 1.0f : 0.0f;
+            reverb.setSize (size);
+        }
+
+        block.fill (signal);
+        reverb.processBlock (channels, 2, blockSize);
+        benchmark::ClobberMemory();
+    }
+
+    reportFrames (state);
+}
+
+void juceReverb (benchmark::State& state, Signal signal)
+{
+    juce::Reverb reverb;
+    reverb.setSampleRate (static_cast<double> (state.range (0)));
+
+    Block block;
+
+    for (auto _ : state)
+    {
+        block.fill (signal);
+        reverb.processStereo (block.left.data(), block.right.data(), blockSize);
+        benchmark::ClobberMemory();
+    }
+
+    reportFrames (state);
+}
+
+} // namespace
+
+BENCHMARK_CAPTURE (engine, noise, Signal::noise)->Arg (44100)->Arg (48000)->Arg (96000)->Arg (192000);
+BENCHMARK_CAPTURE (engine, silence, Signal::silenceAfterTail)->Arg (44100)->Arg (48000)->Arg (96000)->Arg (192000);
+BENCHMARK_CAPTURE (engine, sweep, Signal::sweepingSize)->Arg (44100)->Arg (48000)->Arg (96000)->Arg (192000);
+BENCHMARK_CAPTURE (juceReverb, noise, Signal::noise)->Arg (48000);

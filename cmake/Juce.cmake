@@ -1,0 +1,37 @@
+# SPDX-License-Identifier: AGPL-3.0-only
+# Makes JUCE 8 available, by one of three roads that lead to the same targets (juce::juce_core and so on):
+#   1. the tree that VARNEL_JUCE_DIR names,
+#   2. an installed JUCE 8 (on Debian 13 and later the package juce-modules-source),
+#   3. the tree that scripts/setup.sh unpacks into .juce where no package will do.
+
+set (fetched_juce "${PROJECT_SOURCE_DIR}/.juce")
+
+if (NOT VARNEL_JUCE_DIR)
+    find_package (JUCE 8 CONFIG QUIET)
+endif()
+
+if (VARNEL_JUCE_DIR)
+    set (juce_tree "${VARNEL_JUCE_DIR}")
+elseif (NOT JUCE_FOUND AND EXISTS "${fetched_juce}/CMakeLists.txt")
+    set (juce_tree "${fetched_juce}")
+endif()
+
+if (juce_tree)
+    file (STRINGS "${juce_tree}/CMakeLists.txt" juce_version REGEX "project *\\( *JUCE +VERSION +8\\.")
+    if (NOT juce_version)
+        message (FATAL_ERROR "${juce_tree} does not hold a JUCE 8 source tree")
+    endif()
+
+    message (STATUS "JUCE: source tree ${juce_tree}")
+    add_subdirectory ("${juce_tree}" "${CMAKE_BINARY_DIR}/juce" EXCLUDE_FROM_ALL)
+elseif (JUCE_FOUND)
+    message (STATUS "JUCE: installed package ${JUCE_DIR}")
+else()
+    message (FATAL_ERROR "JUCE 8 was not found. Run scripts/setup.sh, or name a JUCE 8 tree with -DVARNEL_JUCE_DIR=<folder>.")
+endif()
+
+get_target_property (VARNEL_JUCE_MODULES juce::juce_core INTERFACE_JUCE_MODULE_PATH)
+
+# A packaged JUCE brings no codecs of its own.
+find_package (PkgConfig REQUIRED)
+pkg_check_modules (AUDIO_CODECS REQUIRED IMPORTED_TARGET flac ogg vorbis vorbisenc vorbisfile)

@@ -1,0 +1,160 @@
+// SPDX-License-Identifier: AGPL-3.0-only
+#pragma once
+
+#include "AllpassStage.h"
+#include "SpinLfo.h"
+
+#include <array>
+
+namespace varnel
+{
+
+/** The whole sound: a stereo reverb of diffusers, a figure-of-eight tank and a few shelves.
+
+    @code
+    in ─ pre-delay ─ diffuser 1 2 3 ─┬─ early ───────────────────────────────┐
+                                     │                                       ├─ shelves ─ trim ─ width ─ + ─ out
+          crossed feedback ── gain ─ + ─ tank 1 2 3 ─ shelves ─┬─ late ──────┘                           │
+                 ▲                                             │                                   dry ──┘
+                 └──────────── other side's tank delay ◄───────┘
+    @endcode
+
+    The topology is the loop of allpass sections and delays that J. Dattorro describes in "Effect
+    Design, Part 1: Reverberator and Other Filters" (JAES 45/9, 1997) after D. Griesinger. Here the
+    delays are note periods and each allpass loop holds two shelves.
+
+    Samples and settings are 32-bit floats, 1.0 is full scale. The engine adds no latency.
+
+    Threads:
+    - setUp() and prepare() allocate; neither may overlap processBlock() or the other.
+    - processBlock() is for one thread at a time. It does not allocate, lock, throw or call the system.
+    - The seven settings may be set on any thread at any time, also while a block runs. None of them
+      checks its value: a value must be finite and within its range.
+    - The peaks and spinPhase may be read, and the peaks cleared, on any thread at any time.
+*/
+class ReverbEngine
+{
+public:
+    /** An engine set up for 44100 Hz and two input channels. Call prepare() and all seven settings
+        before the first block. @throws std::bad_alloc */
+    ReverbEngine();
+
+    ReverbEngine (const ReverbEngine&) = delete;
+    ReverbEngine& operator= (const ReverbEngine&) = delete;
+
+    /** Builds silent delay lines and filters for a sample rate in Hz, and thus drops any tail. The next
+        sample takes each smoothed value straight to its target. Filters are left without coefficients.
+        @throws std::bad_alloc */
+    void setUp (double newSampleRate);
+
+    /** setUp(), and all that no setting changes. Call all seven settings afterwards, setPosition()
+        before setInsertMode(): targets, filters and gains follow from them and the sample rate.
+        @param newNumInputChannels  of the input bus; below 2, channel 0 feeds both sides
+        @throws std::bad_alloc */
+    void prepare (double newSampleRate, int newNumInputChannels);
+
+    /** Processes channels 0 and 1 in place and leaves all others alone.
+        While the engine is bypassed the samples stay as they are.
+        @param channels     numChannels pointers to numSamples samples each
+        @param numChannels  0 does nothing, 1 gives the mean of both outputs
+        @param numSamples   any number, also none */
+    void processBlock (float* const* channels, int numChannels, int numSamples) noexcept;
+
+    /** The room: delay lengths, density, decay and level.
+        @param value  0 to 100, for a decay time of 0.1 s to 1000 s */
+    void setSize (float value) noexcept;
+
+    /** Rate and depth of the tank's modulation. @param value  0 to 100, for 0 to 1 Hz and 0 to 1 ms */
+    void setSpin (float value) noexcept;
+
+    /** Low shelf of the wet signal; a cut also shortens the decay. @param decibels  -12 to 12 */
+    void setLow (float decibels) noexcept;
+
+    /** High shelf of the wet signal; a cut also shortens the decay. @param decibels  -12 to 12 */
+    void setHigh (float decibels) noexcept;
+
+    /** The listener's distance: early against late signal and, in insert mode, dry against wet.
+        @param value  0 (at the source) to 100 */
+    void setPosition (float value) noexcept;
+
+    /** @param value  exactly 0 bypasses the engine from the next block on, anything else lets it run */
+    void setBypass (float value) noexcept;
+
+    /** @param value  0.5 and above: the output holds the dry signal too; below: it is all wet */
+    void setInsertMode (float value) noexcept;
+
+    /** The period in seconds of a MIDI note number, fractions included. */
+    static float noteDelay (float note) noexcept;
+
+    DelayLine preDelayL, preDelayR;
+    DelayLine tankDelayL, tankDelayR;
+    AllpassStage diffuserL1, diffuserL2, diffuserL3;
+    AllpassStage diffuserR1, diffuserR2, diffuserR3;
+    AllpassStage tankL1, tankL2, tankL3;
+    AllpassStage tankR1, tankR2, tankR3;
+
+    SharedValue<float> inverseSampleRate; ///< seconds
+    SharedValue<float> spinIncrement;     ///< cycles per sample
+    SharedValue<float> spinPhase;         ///< cycles, -0.5 to 0.5; written by the audio thread
+
+    LowShelf tankLowL, tankLowR;
+    HighShelf tankHighL, tankHighR;
+    LowShelf outLowL, outLowR;
+    HighShelf outHighL, outHighR;
+
+    SharedValue<float> earlyGainL, lateGainL, earlyGainR, lateGainR; ///< weights of the wet sum
+    SharedValue<float> dryGainL, wetGainL, dryGainR, wetGainR;       ///< weights of the output sum
+    const float midGain = 0.5f, sideGain = 0.5f;                     ///< the width stage
+
+    // Smoothed values. Delays are in seconds. The order within the arrays is
+    // left 1, 2, 3, right 1, 2, 3 for the diffusers and
+    // left 1, 2, 3, delay, right 1, 2, 3, delay for the tank.
+    std::array<float, 2> preDelayCurrent {};
+    std::array<float, 6> diffuserCurrent {};
+    std::array<float, 8> tankCurrent {};
+    float spinDepthCurrent = 0.0f, sizeTrimCurrent = 0.0f;
+
+    SharedValue<float> sampleRate; ///< Hz
+    float smoothCoeff = 0.0f;      ///< of the glide, once the first sample has passed
+
+    /** Highest magnitudes since they were last set to 0, of the input as it came and of the output.
+        Raised by the audio thread at the end of each block; whoever reads them clears them. */
+    SharedValue<float> peakInL, peakInR, peakOutL, peakOutR;
+
+    // Targets, in the same order as the smoothed values. Notes are MIDI note numbers.
+    SharedValue<float> preDelayBase, preDelayBalance;
+    std::array<SharedValue<float>, 2> preDelayTarget;
+    SharedValue<float> diffuserNote, diffuserSpread;
+    std::array<SharedValue<float>, 6> diffuserTarget;
+    SharedValue<float> tankNote, tankSpread;
+    std::array<SharedValue<float>, 8> tankTarget;
+    SharedValue<float> reverbTime; ///< seconds for a decay of 60 dB
+    SharedValue<float> decayGain;  ///< of the crossed feedback
+    SharedValue<float> sizeTrim;   ///< level of the wet signal
+
+    float tankFeedbackL = 0.0f, tankFeedbackR = 0.0f; ///< read from the tank delays in the last sample
+    SharedValue<float> spinDepth;                     ///< seconds
+    float activeSmoothCoeff = 1.0f;                   ///< of the sample in hand: 1 in the first, then smoothCoeff
+    std::int32_t numInputChannels = 2;
+    SharedValue<bool> bypassed { false };
+    bool wasBypassed = false; ///< at the end of the last block
+    SharedValue<float> positionValue { 37.0f };
+    SharedValue<bool> insertMode { true };
+
+    // Settings that the stages take over at the start of a block.
+    SharedValue<float> tankCoefficient;
+    SharedShelfCoefficients innerLow, innerHigh; ///< of the fourteen pairs inside the reverb
+    SharedShelfCoefficients outLow, outHigh;     ///< of the pair at each output
+
+private:
+    std::array<AllpassStage*, 12> allpassStages() noexcept;
+    void clear() noexcept;
+    void setWeights() noexcept;
+    void takeSettings() noexcept;
+
+    /** The sample loop. It stays a function of its own so that scripts/check-loop.sh can look at it. */
+    template <bool stereo>
+    [[gnu::noinline]] void processSamples (float* const* channels, int numSamples) noexcept;
+};
+
+} // namespace varnel

@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: AGPL-3.0-only
+#pragma once
+
+#include <atomic>
+
+namespace varnel
+{
+
+/** A value that one thread writes while another reads it, each time as a whole and without waiting.
+
+    Reads and writes are relaxed atomics: on every processor that matters they compile to a plain
+    load and a plain store. Nothing is promised about the order in which several such values become
+    visible, which suits settings and meters.
+*/
+template <typename Type>
+class SharedValue
+{
+public:
+    constexpr SharedValue() noexcept = default;
+    constexpr SharedValue (Type initial) noexcept
+        : value (initial) {}
+
+    SharedValue& operator= (Type newValue) noexcept
+    {
+        value.store (newValue, std::memory_order_relaxed);
+        return *this;
+    }
+
+    SharedValue (const SharedValue& other) noexcept
+        : value (static_cast<Type> (other)) {}
+    SharedValue& operator= (const SharedValue& other) noexcept { return *this = static_cast<Type> (other); }
+
+    operator Type() const noexcept { return value.load (std::memory_order_relaxed); }
+
+private:
+    static_assert (std::atomic<Type>::is_always_lock_free);
+
+    std::atomic<Type> value {};
+};
+
+} // namespace varnel
