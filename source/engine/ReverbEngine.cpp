@@ -155,11 +155,13 @@ void ReverbEngine::processBlock (float* const* channels, int numChannels, int nu
         if (! wasBypassed)
             clear();
     }
-    else if (numSamples > 0)
+    else if (numSamples > 0 && numChannels > 0)
     {
+        takeSettings();
+
         if (numChannels >= 2)
             processSamples<true> (channels, numSamples);
-        else if (numChannels == 1)
+        else
             processSamples<false> (channels, numSamples);
     }
 
@@ -200,7 +202,6 @@ void ReverbEngine::processSamples (float* const* channels, int numSamples) noexc
     const float* const rightInput = numInputChannels >= 2 ? right : left;
 
     // Settings, as they stand at the start of the block
-    takeSettings();
     const auto preDelayGoal = Lanes { preDelayTarget[0], preDelayTarget[1], diffuserTarget[0], diffuserTarget[1] };
     const auto diffuserGoal = Lanes { diffuserTarget[2], diffuserTarget[3], diffuserTarget[4], diffuserTarget[5] };
     const auto tankGoalL = Lanes { tankTarget[0], tankTarget[1], tankTarget[2], tankTarget[3] };
