@@ -45,8 +45,14 @@ VarnelReverbAudioProcessor::VarnelReverbAudioProcessor()
                                   [this, apply = parameter.apply] (float value)
                                   { (engine.*apply) (value); });
 
-    // Only now, with all parameters there, may the tree be given its type.
-    parameterState.state = juce::ValueTree (stateType);
+    // Only now, with all parameters there, may the tree be given its type. The children are made here:
+    // JUCE would move a default that lies between two steps to one of them.
+    juce::ValueTree tree (stateType);
+
+    for (size_t i = 0; i < paramIds.size(); ++i)
+        tree.appendChild ({ "PARAM", { { "id", paramIds[i] }, { "value", paramCallbacks[i]->rawValue->load() } } }, nullptr);
+
+    parameterState.state = tree;
 }
 
 VarnelReverbAudioProcessor::~VarnelReverbAudioProcessor() = default;
@@ -71,6 +77,7 @@ void VarnelReverbAudioProcessor::addParameterWithCallback (const juce::String& i
             .withValueFromStringFunction (std::move (textToValue))));
 
     paramCallbacks.emplace_back (new ParamChangeCallback (std::move (onChange), parameterState.getRawParameterValue (id)));
+    *paramCallbacks.back()->rawValue = defaultValue; // JUCE starts the raw value at the nearest step
     parameterState.addParameterListener (id, paramCallbacks.back().get());
 
     if (label != "Bool")
