@@ -98,7 +98,6 @@ TEST (Processor, ShowsSevenParametersInTheirOrder)
         { "ReverbMod", "Spin", "%", 0, 100, 1, 33, "33" },
         { "ReverbLo", "Lo", "dB", -12, 12, 0.2f, 0, "0.0" },
         { "ReverbHi", "Hi", "dB", -12, 12, 0.2f, -1.5f, "-1.4" }, // kept as it is, shown as the nearest step
-        ,
         { "Position", "Position", "%", 0, 100, 1, 33, "33" },
         { "Bypass", "Effect", " ", 0, 1, 1, 1, "On" },
         { "ReverbInsertMode", "Insert Mode", " ", 0, 1, 1, 1, "On" },
