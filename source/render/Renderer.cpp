@@ -142,7 +142,13 @@ RenderSummary render (const Options& options, const std::atomic<bool>& interrupt
         if (! inTail)
         {
             if (input != nullptr)
+            {
                 input->read (block, numSamples);
+
+                // The engine reads a mono input once, but what it leaves alone has to be on both sides.
+                if (numInputs < numOutputs)
+                    block.copyFrom (1, 0, block, 0, 0, numSamples);
+            }
             else
                 for (int channel = 0; channel < numInputs; ++channel)
                     block.setSample (channel, 0, 1.0f);

@@ -169,6 +169,13 @@ TEST_F (Render, SpreadsMonoUnlessToldNotTo)
     expectEqual (read ("wide.wav").buffer, processed (spread, 1, 44100.0, 512));
     expectEqual (read ("narrow.wav").buffer, processed (audio (1, 5000), 1, 44100.0, 512));
 
+    // Without the effect, both sides get the recording.
+    ASSERT_EQ (render ("mono.wav dry.wav --tail 0 --set Effect=off").status, 0);
+    const auto dry = read ("dry.wav").buffer;
+    EXPECT_GT (dry.getMagnitude (1, 0, 5000), 0.4f);
+    for (int i = 0; i < 5000; ++i)
+        ASSERT_EQ (dry.getSample (0, i), dry.getSample (1, i));
+
     write ("stereo.wav", audio (2, 100));
     expectRefusal (render ("stereo.wav out.wav --mono"), 1, { "stereo.wav", "2 channels" });
 }
