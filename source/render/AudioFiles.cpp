@@ -8,6 +8,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <filesystem>
 
 namespace varnel
 {
@@ -107,6 +108,11 @@ InputAudioFile::InputAudioFile (const juce::File& fileToRead)
 
     if (file.isDirectory())
         throw RenderError (file, "is a folder");
+
+    // Opening a pipe or a device might wait for ever.
+    std::error_code error;
+    if (! std::filesystem::is_regular_file (file.getFullPathName().toStdString(), error))
+        throw RenderError (file, "is not a regular file");
 
     auto watched = std::make_unique<WatchedStream> (file);
 
@@ -253,8 +259,15 @@ OutputAudioFile::OutputAudioFile (const juce::File& fileToWrite, const Format& f
 
 OutputAudioFile::~OutputAudioFile() = default;
 
-void OutputAudioFile::fail (const juce::String& reason) const
+void OutputAudioFile::fail (const juce::String& reason)
 {
+    // A write that was cut short gives no reason; one more that fails altogether does.
+    if (! stream->getStatus().failed())
+    {
+        stream->writeByte (0);
+        stream->flush();
+    }
+
     const auto status = stream->getStatus();
     throw RenderError (target, reason + (status.failed() ? ": " + status.getErrorMessage() : juce::String()));
 }

@@ -69,7 +69,7 @@ public:
 private:
     struct WatchedStream;
 
-    [[noreturn]] void fail (const juce::String& reason) const;
+    [[noreturn]] void fail (const juce::String& reason);
 
     const juce::File target;
     juce::TemporaryFile temporary;

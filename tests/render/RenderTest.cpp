@@ -297,6 +297,9 @@ TEST_F (Render, RefusesBadInputInOneLine)
     file ("empty.wav").create();
     expectRefusal (render ("empty.wav out.wav"), 1, { "empty.wav", "is empty" });
 
+    expectRefusal (render ("pipe.wav out.wav", "mkfifo pipe.wav &&"), 1, { "pipe.wav", "not a regular file" });
+    expectRefusal (render ("/dev/zero out.wav"), 1, { "/dev/zero", "not a regular file" });
+
     file ("text.wav").replaceWithText ("This is no audio, whatever its name says.");
     expectRefusal (render ("text.wav out.wav"), 1, { "text.wav", "no audio file" });
 
@@ -349,7 +352,7 @@ TEST_F (Render, LeavesTheTargetAloneUnlessAllIsWell)
     for (const auto* name : { "full.wav", "full.aiff", "full.flac", "full.ogg" })
     {
         file (name).replaceWithText ("old");
-        expectRefusal (render (juce::String ("--tail 30 --set Size=80 in.wav ") + name, "ulimit -f 64 &&"), 1, { name, "cannot be written" });
+        expectRefusal (render (juce::String ("--tail 30 --set Size=80 in.wav ") + name, "ulimit -f 64 &&"), 1, { name, "cannot be written: File too large" });
         EXPECT_EQ (file (name).loadFileAsString(), "old");
     }
     EXPECT_EQ (folder.findChildFiles (juce::File::findFiles, false, "*temp*").size(), 0);
