@@ -261,10 +261,11 @@ OutputAudioFile::~OutputAudioFile() = default;
 
 void OutputAudioFile::fail (const juce::String& reason)
 {
-    // A write that was cut short gives no reason; one more that fails altogether does.
-    if (! stream->getStatus().failed())
+    // A write that was cut short gives no reason; another, at the end, that fails altogether does.
+    for (int attempt = 0; attempt < 3 && ! stream->getStatus().failed(); ++attempt)
     {
-        stream->writeByte (0);
+        stream->setPosition (temporary.getFile().getSize());
+        stream->writeRepeatedByte (0, 1 << 16);
         stream->flush();
     }
 
