@@ -57,7 +57,7 @@ fetch_juce() {
     local codename folder
     codename=$(. /etc/os-release && echo "${VERSION_CODENAME:?}")
     folder=$(mktemp -d "$PWD/.juce-fetch.XXXXXX")
-    trap 'rm -rf "$folder"' EXIT
+    trap "rm -rf '$folder'" EXIT # expanded now: the variable is gone when the trap runs
     mkdir -p "$folder"/{lists/partial,cache/archives/partial,sources,tree}
 
     if [ -f /etc/apt/sources.list.d/debian.sources ]; then

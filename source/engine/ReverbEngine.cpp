@@ -94,6 +94,9 @@ void ReverbEngine::setUp (double newSampleRate)
     for (auto* shelf : { &tankHighL, &tankHighR, &outHighL, &outHighR })
         shelf->setUp (piOverSampleRate);
 
+    for (auto* coefficients : { &innerLow, &innerHigh, &outLow, &outHigh })
+        *coefficients = ShelfCoefficients {};
+
     inverseSampleRate = 1.0f / sampleRate;
     spinPhase = 0.0f;
     spinIncrement = 0.66f * inverseSampleRate;

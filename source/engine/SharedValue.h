@@ -28,7 +28,11 @@ public:
 
     SharedValue (const SharedValue& other) noexcept
         : value (static_cast<Type> (other)) {}
-    SharedValue& operator= (const SharedValue& other) noexcept { return *this = static_cast<Type> (other); }
+    SharedValue& operator= (const SharedValue& other) noexcept
+    {
+        *this = static_cast<Type> (other);
+        return *this;
+    }
 
     operator Type() const noexcept { return value.load (std::memory_order_relaxed); }
 

@@ -46,7 +46,7 @@ bool flacIsComplete (const juce::File& file, juce::int64 numSamples)
 /** Whether the last page of an Ogg file is all there and says that it is the last (RFC 3533). */
 bool oggIsComplete (const juce::File& file)
 {
-    constexpr int headerSize = 27, largestPage = headerSize + 255 + 255 * 255;
+    constexpr juce::int64 headerSize = 27, largestPage = headerSize + 255 + 255 * 255;
     juce::FileInputStream stream (file);
     stream.setPosition (std::max<juce::int64> (0, stream.getTotalLength() - 2 * largestPage));
 
@@ -54,7 +54,7 @@ bool oggIsComplete (const juce::File& file)
     stream.readIntoMemoryBlock (end);
     const auto* const bytes = static_cast<const juce::uint8*> (end.getData());
 
-    for (auto start = static_cast<int> (end.getSize()) - headerSize; start >= 0; --start)
+    for (auto start = static_cast<juce::int64> (end.getSize()) - headerSize; start >= 0; --start)
     {
         if (std::memcmp (bytes + start, "OggS", 4) != 0)
             continue;
@@ -62,11 +62,11 @@ bool oggIsComplete (const juce::File& file)
         const auto numSegments = static_cast<int> (bytes[start + 26]);
         auto pageEnd = start + headerSize + numSegments;
 
-        for (int i = 0; i < numSegments && start + headerSize + i < static_cast<int> (end.getSize()); ++i)
+        for (int i = 0; i < numSegments && start + headerSize + i < static_cast<juce::int64> (end.getSize()); ++i)
             pageEnd += bytes[start + headerSize + i];
 
         const auto isLast = (bytes[start + 5] & 4) != 0;
-        return isLast && pageEnd <= static_cast<int> (end.getSize());
+        return isLast && pageEnd <= static_cast<juce::int64> (end.getSize());
     }
 
     return false;
@@ -253,7 +253,7 @@ OutputAudioFile::OutputAudioFile (const juce::File& fileToWrite, const Format& f
     if (writer == nullptr)
         throw RenderError (target, name + " cannot hold " + juce::String (format.numChannels) + " channels at " + juce::String (format.sampleRate) + " Hz");
 
-    watched.release(); // the writer's now
+    static_cast<void> (watched.release()); // the writer's now
     samples.resize (static_cast<size_t> (format.numChannels));
 }
 
