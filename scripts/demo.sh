@@ -30,7 +30,7 @@ $render $recording demo/endless-space.wav --set Size=82 --set Position=80 --set 
 $render --impulse 3 demo/impulse-response.wav --set Size=58 --set Position=62 --set Lo=-2 --set Hi=-3 --set Spin=40
 
 for name in dry small-room concert-hall endless-space impulse-response; do
-    sox demo/$name.wav -n remix 1,2 rate 22050 spectrogram -x 800 -Y 300 -z 100 -t "$name" -c "Varnel Reverb" -o demo/$name.png
+    sox -V1 demo/$name.wav -n remix 1,2 rate 22050 spectrogram -x 800 -Y 300 -z 100 -t "$name" -c "Varnel Reverb" -o demo/$name.png
 done
 
 echo
