@@ -14,14 +14,15 @@ TEST (Threads, MayTurnEveryControlAndReadTheMetersWhileABlockRuns)
 {
     auto engine = preparedEngine (48000.0);
     std::atomic<bool> running { true };
+    std::atomic<int> turns { 0 }, readings { 0 };
     bool sane = true;
     float highestPeak = 0.0f;
 
     std::thread controls ([&]
                           {
-        for (int turn = 0; running; ++turn)
+        for (; running; ++turns)
             for (const auto& parameter : varnel::parameterTable)
-                (*engine.*parameter.apply) (parameter.start + (parameter.end - parameter.start) * static_cast<float> (turn % 101) / 100.0f); });
+                (*engine.*parameter.apply) (parameter.start + (parameter.end - parameter.start) * static_cast<float> (turns % 101) / 100.0f); });
 
     std::thread meters ([&]
                         {
@@ -29,23 +30,29 @@ TEST (Threads, MayTurnEveryControlAndReadTheMetersWhileABlockRuns)
         {
             for (auto* peak : { &engine->peakInL, &engine->peakInR, &engine->peakOutL, &engine->peakOutR })
             {
-                highestPeak = std::max<float> (highestPeak, *peak);
+                const float value = *peak;
+                highestPeak = std::max (highestPeak, value);
+                readings += value > 0.0f ? 1 : 0;
                 *peak = 0.0f;
             }
 
             sane = sane && std::abs (engine->spinPhase) <= 0.5f;
         } });
 
+    // As long as it takes the other threads to do their part, within reason
     Noise noise;
-    for (int i = 0; i < 300; ++i)
-        for (const auto sample : runNoise (*engine, noise, 256, 64))
-            if (! std::isfinite (sample))
-                sane = false;
+    bool finite = true;
+    for (int block = 0; block < 1000000 && (block < 1000 || turns < 1000 || readings < 1000); ++block)
+        for (const auto sample : runNoise (*engine, noise, 64, 64))
+            finite = finite && std::isfinite (sample);
 
     running = false;
     controls.join();
     meters.join();
 
+    EXPECT_GE (turns, 1000);
+    EXPECT_GE (readings, 1000);
+    EXPECT_TRUE (finite);
     EXPECT_TRUE (sane);
     EXPECT_GT (highestPeak, 0.1f);
     EXPECT_LT (highestPeak, 100.0f);
