@@ -60,7 +60,7 @@ struct DelayLine
     float pushWhole (float in) noexcept
     {
         write (in);
-        const auto out = at (writeIndex - delayWhole);
+        const auto out = at (readIndex());
         advance();
         return out;
     }
@@ -74,11 +74,11 @@ struct DelayLine
 
         // Indices grow towards newer samples, so xm1 is the newer neighbour of x0. With a delay below
         // one sample there is none: the slot after the newest sample holds the oldest one.
-        const auto r = writeIndex - delayWhole;
+        const auto r = readIndex();
         const auto x0 = at (r);
         const auto x1 = at (r - 1);
         const auto x2 = at (r - 2);
-        const auto xm1 = at (r + (delayWhole > 0 ? 1 : 0));
+        const auto xm1 = at (r + (delayWhole > 0 ? 1u : 0u));
 
         const auto f = delayFraction;
         const auto v = x0 - x1;
@@ -94,7 +94,9 @@ struct DelayLine
 
 private:
     void write (float in) noexcept { buffer[static_cast<std::uint32_t> (writeIndex)] = in; }
-    float at (std::int32_t index) const noexcept { return buffer[static_cast<std::uint32_t> (index & mask)]; }
+    // Unsigned, because indices wrap
+    std::uint32_t readIndex() const noexcept { return static_cast<std::uint32_t> (writeIndex) - static_cast<std::uint32_t> (delayWhole); }
+    float at (std::uint32_t index) const noexcept { return buffer[index & static_cast<std::uint32_t> (mask)]; }
     void advance() noexcept { writeIndex = (writeIndex + 1) & mask; }
 };
 

@@ -36,6 +36,12 @@ void raise (float& peak, float value) noexcept
         peak = std::abs (value);
 }
 
+/** An s-curve from 0 to 1 for y from -1 to 1, flat at both ends. */
+float positionCurve (float y) noexcept
+{
+    return ((1.0f - std::abs (y) * 0.5f) * y) + 0.5f;
+}
+
 void publish (SharedValue<float>& shared, float peak) noexcept
 {
     if (peak > shared)
@@ -407,9 +413,7 @@ void ReverbEngine::setWeights() noexcept
     const bool insert = insertMode;
     const auto x = positionValue * percent;
 
-    // In send mode an s-curve, flat at both ends.
-    const auto y = (-1.0f + x) + x;
-    const auto z = insert ? x : ((1.0f - std::abs (y) * 0.5f) * y) + 0.5f;
+    const auto z = insert ? x : positionCurve ((-1.0f + x) + x);
 
     // A crossfade that stays above a straight line: both weights are 0.75 at its middle.
     const auto a = (2.0f - (1.0f - z)) * (1.0f - z);
