@@ -19,19 +19,20 @@ namespace varnel
 using Lanes = float __attribute__ ((vector_size (16)));
 using WholeLanes = std::int32_t __attribute__ ((vector_size (16)));
 
+// clang-format off: its versions disagree about these built-in functions
+inline Lanes toFloat (WholeLanes x) noexcept { return __builtin_convertvector (x, Lanes); }
+inline WholeLanes truncate (Lanes x) noexcept { return __builtin_convertvector (x, WholeLanes); }
+// clang-format on
+
 inline Lanes magnitude (Lanes x) noexcept
 {
     return x < 0.0f ? -x : x;
-}
-inline Lanes toFloat (WholeLanes x) noexcept
-{
-    return __builtin_convertvector(x, Lanes);
 }
 
 /** wholeFloor() of each lane. */
 inline WholeLanes wholeFloor (Lanes x) noexcept
 {
-    const auto truncated = __builtin_convertvector(x, WholeLanes);
+    const auto truncated = truncate (x);
     return truncated + (toFloat (truncated) > x); // a comparison of lanes gives -1 where it holds
 }
 
