@@ -19,7 +19,8 @@ namespace varnel
 using Lanes = float __attribute__ ((vector_size (16)));
 using WholeLanes = std::int32_t __attribute__ ((vector_size (16)));
 
-// clang-format off: its versions disagree about these built-in functions
+// Versions of clang-format disagree about these built-in functions.
+// clang-format off
 inline Lanes toFloat (WholeLanes x) noexcept { return __builtin_convertvector (x, Lanes); }
 inline WholeLanes truncate (Lanes x) noexcept { return __builtin_convertvector (x, WholeLanes); }
 // clang-format on
