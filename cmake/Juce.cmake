@@ -7,7 +7,14 @@
 set (fetched_juce "${PROJECT_SOURCE_DIR}/.juce")
 
 if (NOT VARNEL_JUCE_DIR)
+    # Installed JUCEs accept their exact version only, so ask which there are before loading one.
     find_package (JUCE 8 CONFIG QUIET)
+
+    foreach (version IN LISTS JUCE_CONSIDERED_VERSIONS)
+        if (NOT JUCE_FOUND AND version MATCHES "^8\\.")
+            find_package (JUCE ${version} EXACT CONFIG QUIET)
+        endif()
+    endforeach()
 endif()
 
 if (VARNEL_JUCE_DIR)
