@@ -61,7 +61,8 @@ public:
     void processBlock (float* const* channels, int numChannels, int numSamples) noexcept;
 
     /** The room: delay lengths, density, decay and level.
-        @param value  0 to 100, for a decay time of 0.1 s to 1000 s */
+        @param value  0 to 100; a nominal decay of 0.1 s to 1000 s. What is heard rings longer: the gain that follows
+                      from it acts once per branch, which is longer than the period that it is worked out for */
     void setSize (float value) noexcept;
 
     /** Rate and depth of the tank's modulation. @param value  0 to 100, for 0 to 1 Hz and 0 to 1 ms */
@@ -128,7 +129,7 @@ public:
     std::array<SharedValue<float>, 6> diffuserTarget;
     SharedValue<float> tankNote, tankSpread;
     std::array<SharedValue<float>, 8> tankTarget;
-    SharedValue<float> reverbTime; ///< seconds for a decay of 60 dB
+    SharedValue<float> reverbTime; ///< nominal seconds for a decay of 60 dB
     SharedValue<float> decayGain;  ///< of the crossed feedback
     SharedValue<float> sizeTrim;   ///< level of the wet signal
 
