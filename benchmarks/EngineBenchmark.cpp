@@ -6,8 +6,8 @@
 #include <benchmark/benchmark.h>
 #include <juce_audio_basics/juce_audio_basics.h>
 
+#include <array>
 #include <random>
-#include <vector>
 
 namespace
 {
@@ -40,7 +40,7 @@ struct Block
         right = signal == Signal::silenceAfterTail ? silence : noiseR;
     }
 
-    std::vector<float> noiseL = std::vector<float> (blockSize), noiseR = noiseL, silence = noiseL, left = noiseL, right = noiseL;
+    std::array<float, blockSize> noiseL, noiseR, silence {}, left {}, right {};
 };
 
 void reportFrames (benchmark::State& state)
