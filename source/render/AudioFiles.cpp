@@ -16,15 +16,11 @@ namespace varnel
 namespace
 {
 
-juce::AudioFormatManager& formats()
+/** All formats that can be read and written. */
+struct Formats : juce::AudioFormatManager
 {
-    static juce::AudioFormatManager manager;
-
-    if (manager.getNumKnownFormats() == 0)
-        manager.registerBasicFormats();
-
-    return manager;
-}
+    Formats() { registerBasicFormats(); }
+};
 
 /** Whether a FLAC file can be decoded up to its last sample. The reader gives silence for what it misses. */
 bool flacIsComplete (const juce::File& file, juce::int64 numSamples)
@@ -123,7 +119,7 @@ InputAudioFile::InputAudioFile (const juce::File& fileToRead)
         throw RenderError (file, "is empty");
 
     stream = watched.get();
-    reader.reset (formats().createReaderFor (std::move (watched)));
+    reader.reset (Formats().createReaderFor (std::move (watched)));
 
     if (reader == nullptr || reader->numChannels == 0)
         throw RenderError (file, "is no audio file that can be read (WAV, AIFF, FLAC, Ogg Vorbis), or is cut short in its header");
@@ -202,24 +198,49 @@ void InputAudioFile::read (juce::AudioBuffer<float>& buffer, int numSamplesToRea
 }
 
 //==============================================================================
-/** Hands everything on to a stream that outlives the writer, so that its failures can be asked for. */
+/** Hands everything on to a stream that outlives the writer, and keeps account of what became of it: not
+    every writer minds a failure. After one it only counts, so that a writer which then completes its header
+    finds itself where it expects. */
 struct OutputAudioFile::WatchedStream : juce::OutputStream
 {
-    explicit WatchedStream (juce::OutputStream& streamToUse)
-        : inner (streamToUse) {}
+    WatchedStream (juce::OutputStream& streamToUse, Account& accountToKeep)
+        : inner (streamToUse), account (accountToKeep)
+    {
+    }
 
-    void flush() override { inner.flush(); }
-    bool setPosition (juce::int64 newPosition) override { return inner.setPosition (newPosition); }
-    juce::int64 getPosition() override { return inner.getPosition(); }
-    bool write (const void* data, size_t numBytes) override { return inner.write (data, numBytes); }
+    void flush() override
+    {
+        if (! account.failed)
+            inner.flush();
+    }
+
+    bool setPosition (juce::int64 newPosition) override
+    {
+        position = newPosition;
+        account.failed = account.failed || ! inner.setPosition (newPosition);
+        return true;
+    }
+
+    juce::int64 getPosition() override { return position; }
+
+    bool write (const void* data, size_t numBytes) override
+    {
+        account.failed = account.failed || ! inner.write (data, numBytes);
+        position += static_cast<juce::int64> (numBytes);
+        account.size = std::max (account.size, position);
+        return ! account.failed;
+    }
 
     juce::OutputStream& inner;
+    Account& account;
+    juce::int64 position = 0;
 };
 
 OutputAudioFile::OutputAudioFile (const juce::File& fileToWrite, const Format& format)
     : target (fileToWrite), temporary (fileToWrite, juce::TemporaryFile::useHiddenFile)
 {
-    auto* const audioFormat = formats().findFormatForFileExtension (target.getFileExtension());
+    Formats formats;
+    auto* const audioFormat = formats.findFormatForFileExtension (target.getFileExtension());
 
     if (audioFormat == nullptr)
         throw UsageError (target.getFileName() + ": the extension has to be one of .wav, .aiff, .flac, .ogg");
@@ -247,7 +268,7 @@ OutputAudioFile::OutputAudioFile (const juce::File& fileToWrite, const Format& f
     if (stream->failedToOpen())
         throw RenderError (target, "cannot be written: " + stream->getStatus().getErrorMessage());
 
-    auto watched = std::make_unique<WatchedStream> (*stream);
+    auto watched = std::make_unique<WatchedStream> (*stream, account);
     writer.reset (audioFormat->createWriterFor (watched.get(), format.sampleRate, static_cast<unsigned int> (format.numChannels), bits, {}, audioFormat->getQualityOptions().size() - 1));
 
     if (writer == nullptr)
@@ -310,7 +331,7 @@ void OutputAudioFile::write (const juce::AudioBuffer<float>& buffer, int numSamp
 
     pointers.push_back (nullptr);
 
-    if (! writer->write (pointers.data(), numSamplesToWrite) || stream->getStatus().failed())
+    if (! writer->write (pointers.data(), numSamplesToWrite) || account.failed)
         fail ("cannot be written");
 }
 
@@ -319,7 +340,8 @@ void OutputAudioFile::finish()
     writer.reset(); // completes the header
     stream->flush();
 
-    if (stream->getStatus().failed())
+    // The last flush may be cut short without a word.
+    if (account.failed || stream->getStatus().failed() || temporary.getFile().getSize() != account.size)
         fail ("cannot be written");
 
     stream.reset();

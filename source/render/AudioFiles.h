@@ -69,10 +69,18 @@ public:
 private:
     struct WatchedStream;
 
+    /** What the writer has asked of the file, and whether it came to pass. */
+    struct Account
+    {
+        juce::int64 size = 0; ///< bytes
+        bool failed = false;
+    };
+
     [[noreturn]] void fail (const juce::String& reason);
 
     const juce::File target;
     juce::TemporaryFile temporary;
+    Account account;
     std::unique_ptr<juce::FileOutputStream> stream;
     std::unique_ptr<juce::AudioFormatWriter> writer;
     std::vector<std::vector<int>> samples;

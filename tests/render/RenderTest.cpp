@@ -43,6 +43,11 @@ protected:
         Result result { WIFEXITED (status) ? WEXITSTATUS (status) : -1, out.loadFileAsString(), err.loadFileAsString() };
         out.deleteFile();
         err.deleteFile();
+
+        // JUCE introduces itself in debug builds.
+        if (result.err.startsWith ("JUCE v"))
+            result.err = result.err.fromFirstOccurrenceOf ("\n", false, false);
+
         return result;
     }
 
