@@ -161,8 +161,10 @@ std::optional<Options> parseOptions (int argc, const char* const* argv)
     }
 
     for (const auto& setting : settings)
-        options.settings.insert_or_assign (parseSetting (juce::String::fromUTF8 (setting.c_str())).first,
-                                           parseSetting (juce::String::fromUTF8 (setting.c_str())).second);
+    {
+        const auto [id, value] = parseSetting (juce::String::fromUTF8 (setting.c_str()));
+        options.settings.insert_or_assign (id, value);
+    }
 
     if (*bitsOption)
         options.bits = bits;
