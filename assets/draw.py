@@ -26,6 +26,7 @@ TRACK = (27, 14, 21)  # the editor paints the meters' track in it as well
 INK = (14, 5, 6)  # lettering and ticks
 BAND = (48, 48, 48)
 MARK = (255, 255, 255)
+ARROW = (244, 238, 236)
 FACE_UP, FACE_UP_LINE = (17, 18, 18), (92, 92, 94)
 FACE_DOWN, FACE_DOWN_LINE = (21, 22, 22), (58, 58, 60)
 METAL_TINT = (0.985, 0.99, 1.015)
@@ -34,7 +35,8 @@ METAL_TINT = (0.985, 0.99, 1.015)
 
 LIGHT = (-0.56, -0.83)  # where it comes from: above, somewhat from the left
 PANEL_GLOW_AT, PANEL_GLOW_REACH = (520, 170), (760, 520)
-PANEL_BRIGHTEST, PANEL_DARKEST = 1.10, 0.74
+PANEL_BRIGHTEST, PANEL_DARKEST = 1.10, 0.78
+DIAL_SHADE, DIAL_SHADE_SOFTNESS = 0.34, 9.0  # the wide part of their shadows; the dial brings the narrow one
 GRAIN = 2.6  # of 255, height of the enamel's texture
 
 # --- Geometry ------------------------------------------------------------------------------------------
@@ -48,31 +50,35 @@ SMALL_DIAL_RADIUS = 60  # of the disc; the image reaches a sixth further
 BIG_DIAL, BIG_DIAL_RADIUS = (600, 240), 120
 
 # Ticks: number, number between two long ones, inner radius, length of short and long ones, their widths
-SMALL_TICKS = (11, 5, 67, 5, 7, 1.6, 2.6)
-BIG_TICKS = (21, 5, 132, 7, 11, 1.8, 3.0)
+SMALL_TICKS = (11, 5, 66.5, 5.5, 8, 2.0, 3.2)
+BIG_TICKS = (21, 5, 132, 8, 12, 2.2, 3.8)
 
 TRACK_CENTRE = (600, 248)
 TRACK_INNER, TRACK_OUTER = 196, 239
+TRACK_TOP = WIDTH / 21
 TRACK_INNER_ANGLE, TRACK_OUTER_ANGLE, TRACK_CAP_ANGLE = 1.927, 1.98, 1.9265
 
 FIELD_TOP, FIELD_HALF_WIDTH, FIELD_CORNER = 14, 200, 5  # its sides point to the centre of the track
 
 BUTTONS = ((851, 7, 54, 60), (917, 7, 54, 60))  # previous, next
-ARROW_TOP, ARROW_HEIGHT, ARROW_WIDTH = 7.5, 13, 13
+BUTTON_SEAT = 2.2  # round the faces
+ARROW_TOP, ARROW_HEIGHT, ARROW_WIDTH = 4.5, 14, 14
 
 LAMPS = ((940, 331), (1100, 370), (1165, 529))
 LAMP_RADIUS = 9
 
 NAME, NAME_CAPS_TOP, NAME_CAPS, NAME_SPACING = "VARNEL REVERB", 499.5, 16, 0.42
-EFFECT_RIGHT, EFFECT_CAPS = 1143, 12.5
-IN_AT, OUT_AT, IN_OUT_CAPS = (399, 357), (801, 357), 11.5
+EFFECT_RIGHT, EFFECT_CAPS = 1143, 13
+IN_AT, OUT_AT, IN_OUT_CAPS = (399, 356), (801, 356), 13
 LETTER_FONT = "/usr/share/fonts/opentype/league-spartan/LeagueSpartan-Bold.otf"
 
-MARK_AT, MARK_RADII, MARK_STROKE = (1126, 601), (6.5, 11.5, 16.5), 2.3
+# An impulse and its tail, as the mark and on either side of the name: step, width, number, height, decay
+MARK_AT, MARK_TAIL = (1090, 595), (6, 2, 10, 26, 0.76)
+NAME_TAIL_GAP, NAME_TAIL = 24, (8, 2, 17, 16, 0.83)
 
 FACE_WIDTH, FACE_HEIGHT = 34, 26
-FACE_UP_BOX = (3.5, 4.5, 27, 20)
-FACE_DOWN_BOX = (4.3, 5.3, 26, 19)
+FACE_UP_BOX = (3, 5, 28, 20)
+FACE_DOWN_BOX = (4, 6, 26, 19)
 
 DIAL = 280
 DIAL_RADIUS = 120
@@ -120,7 +126,7 @@ def smooth(low, high, value):
 def facing_light(height):
     """Slope of a height map towards the light."""
     down, right = np.gradient(height)
-    return -(right * -LIGHT[0] + down * -LIGHT[1]) * -1
+    return -(right * LIGHT[0] + down * LIGHT[1])
 
 
 def paint(canvas, mask, colour, opacity=1.0):
@@ -154,7 +160,8 @@ def quadratic_to(context, control, end):
 
 def track(context):
     top = math.pi / 2
-    context.new_sub_path()
+    context.rectangle(0, TRACK_TOP, WIDTH, HEIGHT)
+    context.clip()
     context.arc_negative(*TRACK_CENTRE, TRACK_INNER, TRACK_INNER_ANGLE - top, -TRACK_INNER_ANGLE - top)
     middle = (TRACK_INNER + TRACK_OUTER) / 2
     quadratic_to(context, on_circle(TRACK_CENTRE, middle, -TRACK_CAP_ANGLE), on_circle(TRACK_CENTRE, TRACK_OUTER, -TRACK_OUTER_ANGLE))
@@ -179,6 +186,33 @@ def field(context):
     context.arc_negative(x, y, TRACK_INNER, angle - top, -angle - top)
     context.line_to(*on_circle(TRACK_CENTRE, TRACK_OUTER - 2, -angle))
     context.arc(left + inset, FIELD_TOP + FIELD_CORNER, FIELD_CORNER, math.pi - angle, 3 * top)
+    context.close_path()
+    context.fill()
+
+
+def tail(context, x, middle, direction, first, step, width, count, height, decay):
+    """Upright strokes, the first one long and the rest dying away."""
+    context.set_line_width(width)
+    for i in range(count):
+        half = height * decay ** i / 2
+        context.move_to(x + direction * (first + i * step), middle - half)
+        context.line_to(x + direction * (first + i * step), middle + half)
+        context.stroke()
+
+
+def dial_discs(context, right, down):
+    """The discs of all dials, moved by shares of their radius."""
+    for (x, y), radius in [(at, SMALL_DIAL_RADIUS) for at in SMALL_DIALS] + [(BIG_DIAL, BIG_DIAL_RADIUS)]:
+        context.new_sub_path()
+        context.arc(x + right * radius, y + down * radius, radius, 0, 2 * math.pi)
+    context.fill()
+
+
+def rounded(context, x, y, width, height, radius):
+    left, right, top, bottom = x + radius, x + width - radius, y + radius, y + height - radius
+    context.new_sub_path()
+    for i, at in enumerate(((right, bottom), (left, bottom), (left, top), (right, top))):
+        context.arc(*at, radius, i * math.pi / 2, (i + 1) * math.pi / 2)
     context.close_path()
     context.fill()
 
@@ -268,13 +302,23 @@ def background():
             context.arc(*centre, LAMP_RADIUS + 2.5, 0, 2 * math.pi)
         context.fill()
 
+    def button_seats(context):
+        for left, top, width, height in BUTTONS:
+            zoom = width / FACE_WIDTH  # the editor fits the faces to the width
+            box_left, box_top, box_width, box_height = (length * zoom for length in FACE_UP_BOX)
+            rounded(context, left + box_left - BUTTON_SEAT, top + (height - FACE_HEIGHT * zoom) / 2 + box_top - BUTTON_SEAT,
+                    box_width + 2 * BUTTON_SEAT, box_height + 2 * BUTTON_SEAT, 5)
+
     slot = np.maximum(mask(track), mask(field))
-    seats = mask(lamps)
+    seats = np.maximum(mask(lamps), mask(button_seats))
     texture = enamel(HEIGHT, WIDTH, random) * GRAIN
 
     for hole, softness, strength in ((slot, 1.5, 130), (seats, 1.2, 120)):
         slope = facing_light(-blur(hole, softness))
         canvas += (slope * strength)[..., None] * np.asarray((1.0, 0.55, 0.5), np.float32)
+
+    fallen = mask(dial_discs, 0.10, 0.18)
+    canvas *= (1 - DIAL_SHADE * blur(fallen, DIAL_SHADE_SOFTNESS))[..., None]
 
     canvas += texture[..., None] * np.asarray((1.0, 0.45, 0.45), np.float32)
     paint(canvas, slot, TRACK)
@@ -290,10 +334,13 @@ def background():
     paint(canvas, mask(ticks, BIG_DIAL, *BIG_TICKS), INK)
 
     for button, direction in zip(BUTTONS, (-1, 1)):
-        paint(canvas, mask(arrow, button, direction), INK)
+        paint(canvas, mask(arrow, button, direction), ARROW)
 
     letters = Lettering(LETTER_FONT)
     paint(canvas, mask(letters.draw, NAME, WIDTH / 2, NAME_CAPS_TOP, NAME_CAPS, NAME_SPACING), INK)
+    for direction in (-1, 1):
+        reach = round(letters.advance(NAME, NAME_CAPS, NAME_SPACING) / 2 + NAME_TAIL_GAP)  # whole pixels: even strokes
+        paint(canvas, mask(tail, WIDTH / 2, NAME_CAPS_TOP + NAME_CAPS / 2, direction, reach, *NAME_TAIL), INK)
     paint(canvas, mask(letters.draw, "EFFECT", EFFECT_RIGHT, LAMPS[2][1] - EFFECT_CAPS / 2, EFFECT_CAPS, 0.22, 1.0), INK)
     paint(canvas, mask(letters.draw, "IN", *IN_AT, IN_OUT_CAPS), INK)
     paint(canvas, mask(letters.draw, "OUT", *OUT_AT, IN_OUT_CAPS), INK)
@@ -304,16 +351,7 @@ def background():
     canvas[BAND_TOP:] *= (0.72 + 0.28 * smooth(0, 9, y[BAND_TOP:] - BAND_TOP))[..., None]
     canvas[BAND_TOP:] += 0.18 * texture[BAND_TOP:, :, None]
 
-    def sign(context):
-        context.set_line_cap(cairo.LINE_CAP_ROUND)
-        context.arc(*MARK_AT, 2.4, 0, 2 * math.pi)
-        context.fill()
-        for radius in MARK_RADII:
-            context.set_line_width(MARK_STROKE)
-            context.arc(*MARK_AT, radius, -math.pi * 0.86, -math.pi * 0.14)
-            context.stroke()
-
-    paint(canvas, mask(sign), MARK, 0.92)
+    paint(canvas, mask(tail, *MARK_AT, 1, 0, *MARK_TAIL), MARK, 0.92)
     return canvas
 
 
@@ -321,7 +359,7 @@ def button_face(box, colour, line, depth):
     left, top, width, height = box
 
     def face(context):
-        corner(context, left, top, width, height, 2.2)
+        rounded(context, left, top, width, height, 2.2)
 
     def edge(context):
         context.set_line_width(1)
@@ -331,15 +369,10 @@ def button_face(box, colour, line, depth):
         context.line_to(left + width - 1.5, top + 0.5)
         context.stroke()
 
-    def corner(context, x, y, w, h, r):
-        context.new_sub_path()
-        for cx, cy, start in ((x + w - r, y + r, -0.5), (x + w - r, y + h - r, 0), (x + r, y + h - r, 0.5), (x + r, y + r, 1)):
-            context.arc(cx, cy, r, start * math.pi, (start + 0.5) * math.pi)
-        context.close_path()
-        context.fill()
-
     shape = cover(FACE_WIDTH, FACE_HEIGHT, face)
-    shadow = 0.75 * blur(cover(FACE_WIDTH, FACE_HEIGHT, lambda c: corner(c, left + depth * 0.5, top + depth * 0.7, width, height, 2.5)), 0.6 + depth * 0.3)
+    # A face that stands out throws a shadow; a pressed one only has its dark edge.
+    shadow = cover(FACE_WIDTH, FACE_HEIGHT, lambda c: rounded(c, left + depth * 0.5, top + depth * 0.7, width, height, 2.5))
+    shadow = 0.75 * blur(shadow, 0.6 + depth * 0.3)
     canvas = np.zeros((FACE_HEIGHT, FACE_WIDTH, 3), np.float32)
     alpha = shape + (1 - shape) * shadow
     paint(canvas, shape / np.maximum(alpha, 1e-6), colour)

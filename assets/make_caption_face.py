@@ -25,7 +25,7 @@ STYLE = "Heavy"
 WEIGHT = 800  # of 1000, "heavy" in OS/2 terms
 
 UNITS_PER_EM = 1000
-CAP_HEIGHT = 708
+CAP_HEIGHT = 640
 ASCENT = 756
 DESCENT = -244  # with the ascent, one em
 
