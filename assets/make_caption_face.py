@@ -5,9 +5,8 @@
     make_caption_face.py SOURCE.otf OUTPUT.otf
 
 The output is an OpenType font with CFF outlines, 1000 units per em, under the names that the window asks
-for. Glyphs are scaled so that the capitals have the height of a real Avenir Heavy, and the line is exactly
-one em high: a caption of height 34 is then 34 units from ascent to descent. The same source always gives
-the same bytes.
+for. The line is exactly one em high, so a caption of height 34 is 34 units from ascent to descent, and the
+glyphs are scaled to a given height of the capitals. The same source always gives the same bytes.
 """
 
 import argparse
@@ -25,7 +24,7 @@ STYLE = "Heavy"
 WEIGHT = 800  # of 1000, "heavy" in OS/2 terms
 
 UNITS_PER_EM = 1000
-CAP_HEIGHT = 640
+CAP_HEIGHT = 640  # any larger, and POSITION would have to be squeezed below its knob
 ASCENT = 756
 DESCENT = -244  # with the ascent, one em
 
