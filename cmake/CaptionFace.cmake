@@ -31,7 +31,7 @@ function (find_fonttools_python result)
         endif()
     endforeach()
 
-    message (FATAL_ERROR "No Python 3 with fontTools 4.34 or later was found. Run scripts/setup.sh, install the package "
+    message (FATAL_ERROR "No Python 3 with fontTools 4.37 or later was found. Run scripts/setup.sh, install the package "
                          "python3-fonttools, or name an interpreter with -DVARNEL_FONTTOOLS_PYTHON=<file>.")
 endfunction()
 
