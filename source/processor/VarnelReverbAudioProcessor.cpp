@@ -1,13 +1,20 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 #include "VarnelReverbAudioProcessor.h"
 
+#include "Files.h"
+#include "NksRequests.h"
+#include "Settings.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <utility>
+
 namespace varnel
 {
 
 namespace
 {
-
-const juce::Identifier stateType { "ReverbParams" };
 
 juce::String onOffText (float value, int /*maximumLength*/)
 {
@@ -28,13 +35,20 @@ void VarnelReverbAudioProcessor::ParamChangeCallback::parameterChanged (const ju
 }
 
 //==============================================================================
-VarnelReverbAudioProcessor::VarnelReverbAudioProcessor()
+VarnelReverbAudioProcessor::VarnelReverbAudioProcessor (UserSettings userSettings)
     : AudioProcessor (BusesProperties()
                           .withInput ("Input", juce::AudioChannelSet::stereo(), false)
                           .withOutput ("Output", juce::AudioChannelSet::stereo(), false)),
-      parameterState (*this, nullptr)
+      parameterState (*this, nullptr),
+      presetArrival ([this]
+                     { takeArrivedPreset(); })
 {
-    for (const auto& parameter : parameterTable)
+    settings.setStorageParameters (settingsStorage (userSettings == UserSettings::used));
+
+    for (size_t i = 0; i < parameterTable.size(); ++i)
+    {
+        const auto& parameter = parameterTable[i];
+        engineValues[i] = parameter.defaultValue;
         addParameterWithCallback (parameter.id,
                                   parameter.name,
                                   parameter.label,
@@ -42,20 +56,30 @@ VarnelReverbAudioProcessor::VarnelReverbAudioProcessor()
                                   parameter.defaultValue,
                                   parameter.isSwitch ? onOffText : std::function<juce::String (float, int)>(),
                                   {},
-                                  [this, apply = parameter.apply] (float value)
-                                  { (engine.*apply) (value); });
+                                  [this, i] (float value)
+                                  { changeEngine (i, value); });
+    }
+
+    if (userSettings == UserSettings::used)
+        readMidiMap();
 
     // Only now, with all parameters there, may the tree be given its type. The children are made here:
     // JUCE would move a default that lies between two steps to one of them.
-    juce::ValueTree tree (stateType);
+    parameterState.state = treeFromState (presentState());
 
-    for (size_t i = 0; i < paramIds.size(); ++i)
-        tree.appendChild ({ "PARAM", { { "id", paramIds[i] }, { "value", paramCallbacks[i]->rawValue->load() } } }, nullptr);
+    settingsStore = &settings;
 
-    parameterState.state = tree;
+    if (userSettings == UserSettings::used)
+        applyDefaultPreset();
 }
 
-VarnelReverbAudioProcessor::~VarnelReverbAudioProcessor() = default;
+VarnelReverbAudioProcessor::~VarnelReverbAudioProcessor()
+{
+    if (midiMapDirty)
+        saveMidiMap();
+
+    // The members go in the reverse of their order, the callbacks first.
+}
 
 void VarnelReverbAudioProcessor::addParameterWithCallback (const juce::String& id,
                                                            const juce::String& name,
@@ -66,7 +90,7 @@ void VarnelReverbAudioProcessor::addParameterWithCallback (const juce::String& i
                                                            std::function<float (const juce::String&)> textToValue,
                                                            std::function<void (float)> onChange)
 {
-    parameterState.createAndAddParameter (std::make_unique<juce::AudioParameterFloat> (
+    auto* const parameter = parameterState.createAndAddParameter (std::make_unique<juce::AudioParameterFloat> (
         juce::ParameterID (id, 1),
         name,
         range,
@@ -76,6 +100,10 @@ void VarnelReverbAudioProcessor::addParameterWithCallback (const juce::String& i
             .withStringFromValueFunction (std::move (valueToText))
             .withValueFromStringFunction (std::move (textToValue))));
 
+    // The first message to a parameter's listeners sets JUCE up for them, with an allocation: better here than on
+    // the audio thread, where a controller may be the first to send one.
+    parameter->sendValueChangedMessageToListeners (parameter->getValue());
+
     paramCallbacks.emplace_back (new ParamChangeCallback (std::move (onChange), parameterState.getRawParameterValue (id)));
     *paramCallbacks.back()->rawValue = defaultValue; // JUCE starts the raw value at the nearest step
     parameterState.addParameterListener (id, paramCallbacks.back().get());
@@ -84,6 +112,76 @@ void VarnelReverbAudioProcessor::addParameterWithCallback (const juce::String& i
     {
         paramIds.push_back (id);
         midiControllers.emplace_back (notBound);
+    }
+}
+
+/** Reads the map of the last instance that saved it; the first instance ever notes that it has been there. */
+void VarnelReverbAudioProcessor::readMidiMap()
+{
+    auto& store = *settings.getUserSettings();
+
+    if (store.getIntValue (settingsKeys::initialized) == 1)
+    {
+        for (size_t i = 0; i < midiControllers.size(); ++i)
+            midiControllers[i] = store.getIntValue (juce::String (i), notBound);
+    }
+    else
+    {
+        store.setValue (settingsKeys::initialized, 1);
+        midiMapDirty = true;
+    }
+}
+
+void VarnelReverbAudioProcessor::saveMidiMap()
+{
+    for (size_t i = 0; i < midiControllers.size(); ++i)
+    {
+        if (midiControllers[i] == learning)
+            midiControllers[i] = notBound;
+
+        settings.getUserSettings()->setValue (juce::String (i), static_cast<int> (midiControllers[i]));
+    }
+}
+
+void VarnelReverbAudioProcessor::applyDefaultPreset()
+{
+    defaultPresetFile = getDefaultPresetFile (settings);
+
+    if (const auto xml = parseStateFile (defaultPresetFile))
+    {
+        setParameterState (treeFromState (stateFromXml (*xml)));
+        currentPresetFile = defaultPresetFile;
+    }
+
+    currentPresetName = {};
+}
+
+//==============================================================================
+/** The end of every parameter's road. A host may set a parameter to what is no number, and JUCE lets it pass: the
+    parameter then goes back to where it was. */
+void VarnelReverbAudioProcessor::changeEngine (size_t index, float value)
+{
+    if (! std::isfinite (value))
+    {
+        moveTo (index, engineValues[index]);
+        return;
+    }
+
+    engineValues[index] = value;
+    (engine.*parameterTable[index].apply) (value);
+}
+
+/** Sets a parameter as a host would, but a default that lies between two steps stays what it is. */
+void VarnelReverbAudioProcessor::moveTo (size_t index, float value)
+{
+    auto& parameter = *parameterState.getParameter (paramIds[index]);
+    auto& rawValue = *paramCallbacks[index]->rawValue;
+    parameter.setValueNotifyingHost (parameter.convertTo0to1 (value));
+
+    if (juce::exactlyEqual (value, parameterTable[index].defaultValue) && ! juce::exactlyEqual (value, rawValue.load()))
+    {
+        rawValue = value;
+        changeEngine (index, value);
     }
 }
 
@@ -122,7 +220,7 @@ void VarnelReverbAudioProcessor::scanControllers (const juce::MidiBuffer& midi)
 {
     for (const auto message : midi)
     {
-        if (message.numBytes < 3 || (message.data[0] & 0xf0) != 0xb0)
+        if (message.numBytes < 3 || (message.data[0] & 0xf0) != 0xb0 || ((message.data[1] | message.data[2]) & 0x80) != 0)
             continue;
 
         const int controller = message.data[1];
@@ -195,15 +293,197 @@ void VarnelReverbAudioProcessor::changeProgramName (int, const juce::String&)
 //==============================================================================
 void VarnelReverbAudioProcessor::getStateInformation (juce::MemoryBlock& destData)
 {
-    if (const auto xml = parameterState.copyState().createXml())
+    if (const auto xml = copyParameterState().createXml())
         copyXmlToBinary (*xml, destData);
 }
 
 void VarnelReverbAudioProcessor::setStateInformation (const void* data, int sizeInBytes)
 {
-    if (const auto xml = getXmlFromBinary (data, sizeInBytes))
-        if (xml->hasTagName (stateType))
-            parameterState.replaceState (juce::ValueTree::fromXml (*xml));
+    restoreState (data, sizeInBytes);
+}
+
+juce::Result VarnelReverbAudioProcessor::restoreState (const void* data, int sizeInBytes)
+{
+    constexpr char xmlMagic[] { 'V', 'C', '2', '!' };
+    constexpr int headerSize = 8;
+
+    if (data == nullptr || sizeInBytes < static_cast<int> (sizeof (xmlMagic)))
+        return juce::Result::fail ("is too short for a state");
+
+    if (std::memcmp (data, binaryStateMagic, sizeof (binaryStateMagic)) == 0)
+    {
+        juce::MemoryInputStream stream (data, static_cast<size_t> (sizeInBytes), false);
+        auto state = stateFromBinary (stream);
+        const auto name = "/" + *state.presetName;
+        state.presetName = name;
+        install (state);
+        takeNamedPreset ({ name, juce::File (name), name });
+        return juce::Result::ok();
+    }
+
+    if (std::memcmp (data, xmlMagic, sizeof (xmlMagic)) != 0)
+        return juce::Result::fail ("holds no state: it begins with neither \"VC2!\" nor \"Ostr\"");
+
+    if (sizeInBytes <= headerSize)
+        return juce::Result::fail ("is cut short in its header");
+
+    const auto* const bytes = static_cast<const char*> (data);
+    const auto length = static_cast<int> (juce::ByteOrder::littleEndianInt (bytes + sizeof (xmlMagic)));
+
+    if (length <= 0)
+        return juce::Result::fail ("holds no text: its length field says " + juce::String (length));
+
+    const auto xml = parseStateXml (textFrom (bytes + headerSize, static_cast<size_t> (std::min (length, sizeInBytes - headerSize))));
+
+    if (xml == nullptr)
+        return juce::Result::fail ("holds XML that cannot be parsed");
+
+    if (! xml->getTagName().equalsIgnoreCase (stateIds::root.toString()))
+        return juce::Result::fail ("holds XML with the root \"" + xml->getTagName() + "\" instead of \"" + stateIds::root + "\"");
+
+    const auto state = stateFromXml (*xml);
+    install (state);
+    const auto name = state.presetName.value_or (juce::String());
+    takeNamedPreset ({ name, fileFromPath (name), {} });
+    return juce::Result::ok();
+}
+
+/** What every parameter is at, as a state that could be installed. */
+ParameterState VarnelReverbAudioProcessor::presentState() const
+{
+    ParameterState state;
+
+    for (size_t i = 0; i < Parameter::count; ++i)
+        state.setValue (i, *paramCallbacks[i]->rawValue);
+
+    return state;
+}
+
+/** Replaces the parameter tree by one that has our root and all seven values, whatever the state lacks. */
+void VarnelReverbAudioProcessor::install (const ParameterState& state)
+{
+    const juce::ScopedLock lock (treeLock);
+
+    // JUCE moves what it finds in a tree to the nearest step. What lies between two steps is set beforehand.
+    for (size_t i = 0; i < Parameter::count; ++i)
+        if (const auto value = state.values[i]; value == parameterTable[i].defaultValue && value != *paramCallbacks[i]->rawValue)
+            moveTo (i, *value);
+
+    auto whole = presentState();
+    whole.presetName = state.presetName;
+
+    for (size_t i = 0; i < Parameter::count; ++i)
+        if (state.values[i])
+            whole.values[i] = state.values[i];
+
+    parameterState.replaceState (treeFromState (whole));
+}
+
+juce::ValueTree VarnelReverbAudioProcessor::copyParameterState()
+{
+    const juce::ScopedLock lock (treeLock);
+    return parameterState.copyState();
+}
+
+juce::ValueTree VarnelReverbAudioProcessor::getParameterState()
+{
+    const juce::ScopedLock lock (treeLock);
+    parameterState.copyState(); // writes what the parameters are at into the tree
+    return parameterState.state;
+}
+
+void VarnelReverbAudioProcessor::setParameterState (const juce::ValueTree& tree)
+{
+    install (stateFromTree (tree));
+    refreshEngine();
+}
+
+void VarnelReverbAudioProcessor::setPresetName (const juce::String& name)
+{
+    const juce::ScopedLock lock (treeLock);
+    parameterState.state.setProperty (stateIds::presetName, name, nullptr);
+}
+
+void VarnelReverbAudioProcessor::loadBinaryPreset (const juce::File& file)
+{
+    auto state = stateFromBinaryFile (file);
+
+    if (! state)
+        return;
+
+    currentPresetName = "/" + *state->presetName;
+    state->presetName = currentPresetFile.getFullPathName();
+    setParameterState (treeFromState (*state));
+}
+
+//==============================================================================
+/** Hands the preset of a state that has been restored to the message thread, to which the current preset belongs. */
+void VarnelReverbAudioProcessor::takeNamedPreset (NamedPreset preset)
+{
+    const auto isMessageThread = juce::MessageManager::existsAndIsCurrentThread();
+
+    {
+        const juce::ScopedLock lock (treeLock);
+        arrivedPreset = std::move (preset);
+    }
+
+    if (isMessageThread)
+        takeArrivedPreset();
+    else
+        presetArrival.triggerAsyncUpdate();
+}
+
+void VarnelReverbAudioProcessor::takeArrivedPreset()
+{
+    {
+        const juce::ScopedLock lock (treeLock);
+        const auto arrived = std::exchange (arrivedPreset, std::nullopt);
+
+        // Another preset may have been loaded in the meantime.
+        if (! arrived || parameterState.state.getProperty (stateIds::presetName).toString() != arrived->nameInTree)
+            return;
+
+        currentPresetFile = arrived->file;
+
+        if (arrived->name)
+            currentPresetName = *arrived->name;
+    }
+
+    tellCurrentPresetChanged();
+}
+
+//==============================================================================
+juce::pointer_sized_int VarnelReverbAudioProcessor::handleVstPluginCanDo (juce::int32, juce::pointer_sized_int, void* ptr, float)
+{
+    return ptr != nullptr && std::strcmp (static_cast<const char*> (ptr), "NKSCallbacks") == 0 ? 1 : 0;
+}
+
+juce::pointer_sized_int VarnelReverbAudioProcessor::handleVstManufacturerSpecific (juce::int32 index, juce::pointer_sized_int value, void* ptr, float)
+{
+    return answerNksRequest (index, value, ptr);
+}
+
+std::intptr_t VARNEL_COM_CALL VarnelReverbAudioProcessor::nksCall (std::int32_t index, std::intptr_t value, void* ptr, float opt)
+{
+    return handleVstManufacturerSpecific (index, value, ptr, opt);
+}
+
+std::uint32_t VARNEL_COM_CALL VarnelReverbAudioProcessor::addRef()
+{
+    return ++nksReferences;
+}
+
+std::uint32_t VARNEL_COM_CALL VarnelReverbAudioProcessor::release()
+{
+    return --nksReferences;
+}
+
+nks::Result VARNEL_COM_CALL VarnelReverbAudioProcessor::queryInterface (const nks::InterfaceId, void** obj)
+{
+    if (obj != nullptr)
+        *obj = nullptr;
+
+    return nks::notImplemented;
 }
 
 } // namespace varnel

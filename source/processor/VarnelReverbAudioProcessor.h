@@ -1,24 +1,33 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 #pragma once
 
+#include "NksPlugin.h"
+#include "ParameterState.h"
+#include "PresetProcessor.h"
 #include "engine/ParameterTable.h"
 #include "engine/ReverbEngine.h"
 
 #include <juce_audio_processors/juce_audio_processors.h>
 
+#include <array>
 #include <functional>
 #include <vector>
 
 namespace varnel
 {
 
-/** The plug-in: seven parameters, the engine behind them, and a map of MIDI controllers.
+/** The plug-in: seven parameters, the engine behind them, the user's settings and a map of MIDI controllers.
 
     Threads: processBlock() on the host's audio thread; construction, destruction and createEditor() on
     the message thread; parameter changes, state and prepareToPlay() on any. A parameter's change reaches
     the engine on the thread that makes it, without a lock. prepareToPlay() must not overlap a block.
+
+    Whatever a value comes from, the engine is only given finite ones.
 */
-class VarnelReverbAudioProcessor : public juce::AudioProcessor
+class VarnelReverbAudioProcessor : public juce::AudioProcessor,
+                                   public PresetProcessor,
+                                   public juce::VST2ClientExtensions,
+                                   public nks::INKS1Plugin
 {
 public:
     /** What a parameter does when it changes: hands the plain value on to onChange, on the thread of the change. */
@@ -33,7 +42,16 @@ public:
         std::atomic<float>* rawValue; ///< owned by the parameter state
     };
 
-    VarnelReverbAudioProcessor();
+    /** Whose settings an instance starts from. */
+    enum class UserSettings
+    {
+        used,   ///< the user's file: the MIDI map and the default preset come from it, changes go to it
+        ignored ///< the parameters' defaults and an empty map; the file is never written
+    };
+
+    explicit VarnelReverbAudioProcessor (UserSettings userSettings = UserSettings::used);
+
+    /** Saves the MIDI map, if it changed, and the settings. */
     ~VarnelReverbAudioProcessor() override;
 
     const juce::String getName() const override;
@@ -65,8 +83,30 @@ public:
     /** Writes the parameter tree as XML in the layout of copyXmlToBinary(). */
     void getStateInformation (juce::MemoryBlock& destData) override;
 
-    /** Takes what getStateInformation() wrote; anything else changes nothing. */
+    /** Takes what getStateInformation() wrote, or a binary record of an older version; anything else changes nothing.
+        @see restoreState */
     void setStateInformation (const void* data, int sizeInBytes) override;
+
+    /** setStateInformation(), and says why a chunk was refused. */
+    juce::Result restoreState (const void* data, int sizeInBytes);
+
+    juce::ValueTree getParameterState() override;
+    juce::ValueTree copyParameterState() override;
+    void setParameterState (const juce::ValueTree& tree) override;
+    void loadBinaryPreset (const juce::File& file) override;
+    void setPresetName (const juce::String& name) override;
+
+    /** @returns 1 if ptr points at the text "NKSCallbacks", else 0 */
+    juce::pointer_sized_int handleVstPluginCanDo (juce::int32 index, juce::pointer_sized_int value, void* ptr, float opt) override;
+
+    /** @see answerNksRequest */
+    juce::pointer_sized_int handleVstManufacturerSpecific (juce::int32 index, juce::pointer_sized_int value, void* ptr, float opt) override;
+
+    /** Forwards to handleVstManufacturerSpecific(). The operations of this interface say who owns what: nks::INKS1Plugin. */
+    std::intptr_t VARNEL_COM_CALL nksCall (std::int32_t index, std::intptr_t value, void* ptr, float opt) override;
+    std::uint32_t VARNEL_COM_CALL addRef() override;
+    std::uint32_t VARNEL_COM_CALL release() override;
+    nks::Result VARNEL_COM_CALL queryInterface (const nks::InterfaceId iid, void** obj) override;
 
     juce::AudioProcessorValueTreeState parameterState;
 
@@ -75,12 +115,22 @@ public:
     static constexpr int notBound = -1;
     static constexpr int learning = -2; ///< the next controller message binds the parameter
 
-    std::vector<juce::String> paramIds; ///< in host order
-    SharedValue<bool> midiMapDirty { false };
+    std::vector<juce::String> paramIds;       ///< in host order
+    juce::ApplicationProperties settings;     ///< message thread
+    juce::File defaultPresetFile;             ///< what the constructor looked for
+    SharedValue<bool> midiMapDirty { false }; ///< the destructor has to save the map
 
     ReverbEngine engine;
 
 private:
+    /** A preset that a state names, on its way to the message thread. */
+    struct NamedPreset
+    {
+        juce::String nameInTree;
+        juce::File file;
+        std::optional<juce::String> name; ///< for currentPresetName, if it changes
+    };
+
     void addParameterWithCallback (const juce::String& id,
                                    const juce::String& name,
                                    const juce::String& label,
@@ -89,10 +139,28 @@ private:
                                    std::function<juce::String (float, int)> valueToText,
                                    std::function<float (const juce::String&)> textToValue,
                                    std::function<void (float)> onChange);
+    void readMidiMap();
+    void saveMidiMap();
+    void applyDefaultPreset();
+    void changeEngine (size_t index, float value);
+    void moveTo (size_t index, float value);
     void refreshEngine();
     void scanControllers (const juce::MidiBuffer& midi);
+    void install (const ParameterState& state);
+    ParameterState presentState() const;
+    void takeNamedPreset (NamedPreset preset);
+    void takeArrivedPreset();
+
+    // What the engine was last given, to fall back to
+    std::array<SharedValue<float>, Parameter::count> engineValues;
 
     std::vector<juce::ReferenceCountedObjectPtr<ParamChangeCallback>> paramCallbacks;
+    std::atomic<juce::uint32> nksReferences { 0 };
+
+    // Held by whoever reads or replaces the parameter tree from outside the parameters. The audio thread does neither.
+    juce::CriticalSection treeLock;
+    std::optional<NamedPreset> arrivedPreset; // guarded by treeLock
+    juce::LockingAsyncUpdater presetArrival;
 
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (VarnelReverbAudioProcessor)
 };

@@ -8,7 +8,6 @@
 
 #include <cmath>
 #include <cstring>
-#include <filesystem>
 
 namespace varnel
 {
@@ -99,16 +98,7 @@ struct InputAudioFile::WatchedStream : juce::InputStream
 InputAudioFile::InputAudioFile (const juce::File& fileToRead)
     : file (fileToRead)
 {
-    if (! file.exists())
-        throw RenderError (file, "no such file");
-
-    if (file.isDirectory())
-        throw RenderError (file, "is a folder");
-
-    // Opening a pipe or a device might wait for ever.
-    std::error_code error;
-    if (! std::filesystem::is_regular_file (file.getFullPathName().toStdString(), error))
-        throw RenderError (file, "is not a regular file");
+    requireRegularFile (file);
 
     auto watched = std::make_unique<WatchedStream> (file);
 

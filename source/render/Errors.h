@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 #pragma once
 
-#include <juce_core/juce_core.h>
+#include "processor/Files.h"
 
 #include <stdexcept>
 
@@ -16,6 +16,20 @@ struct RenderError : std::runtime_error
     RenderError (const juce::File& file, const juce::String& reason)
         : RenderError (file.getFullPathName() + ": " + reason) {}
 };
+
+/** Makes sure that a file is there and can be opened without waiting, as a pipe or a device cannot.
+    @throws RenderError */
+inline void requireRegularFile (const juce::File& file)
+{
+    if (! file.exists())
+        throw RenderError (file, "no such file");
+
+    if (file.isDirectory())
+        throw RenderError (file, "is a folder");
+
+    if (! isRegularFile (file))
+        throw RenderError (file, "is not a regular file");
+}
 
 /** The command line asks for what cannot be. Exit status 2. */
 struct UsageError : std::runtime_error

@@ -82,7 +82,7 @@ std::pair<juce::String, float> parseSetting (const juce::String& text)
 
 juce::File fileFor (const std::string& path)
 {
-    return juce::File::getCurrentWorkingDirectory().getChildFile (juce::String::fromUTF8 (path.c_str()));
+    return juce::File::getCurrentWorkingDirectory().getChildFile (textFrom (path));
 }
 
 } // namespace
@@ -91,6 +91,7 @@ std::optional<Options> parseOptions (int argc, const char* const* argv)
 {
     Options options;
     std::string input, output, tail = "auto";
+    std::string state, preset, saveState, savePreset;
     std::vector<std::string> settings;
     double impulseSeconds = 0.0;
     int bits = 0;
@@ -103,6 +104,8 @@ std::optional<Options> parseOptions (int argc, const char* const* argv)
     app.footer ("Examples:\n"
                 "  varnel-render voice.wav wet.wav\n"
                 "  varnel-render --set Size=80 --set Hi=-6 --set \"Insert Mode=off\" drums.flac hall.wav\n"
+                "  varnel-render --preset \"Halls/Great Hall\" voice.wav wet.wav\n"
+                "  varnel-render --state session.chunk --save-preset \"My Hall.xml\"\n"
                 "  varnel-render --impulse 4 --rate 96000 --set ReverbSize=60 response.wav\n"
                 "\n"
                 "Exit status: 0 done, 1 a file would not do, 2 wrong usage.");
@@ -110,7 +113,13 @@ std::optional<Options> parseOptions (int argc, const char* const* argv)
     app.add_option ("INPUT", input, "Audio file to read; none with --impulse");
     app.add_option ("OUTPUT", output, "Audio file to write; it appears whole or not at all");
 
-    const auto set = app.add_option ("--set", settings, "Set a parameter, by ID or name; may be repeated");
+    const auto presetOption = app.add_option ("--preset", preset, "Start from a preset: its name, Folder/Name, or a file's path; looked for among the user's presets, then the factory's");
+    presetOption->type_name ("NAME");
+
+    const auto stateOption = app.add_option ("--state", state, "Start from what a host stored: a state chunk or a binary record in a file");
+    stateOption->type_name ("FILE")->excludes (presetOption);
+
+    const auto set = app.add_option ("--set", settings, "Set a parameter, by ID or name; may be repeated, and comes last");
     set->type_name ("ID=VALUE")->allow_extra_args (false);
 
     const auto tailOption = app.add_option ("--tail", tail, "Seconds to go on after the input ends; auto: until both channels stay under -96 dBFS for a second, 60 s at most");
@@ -136,6 +145,13 @@ std::optional<Options> parseOptions (int argc, const char* const* argv)
         ->capture_default_str();
 
     tailOption->excludes (impulse);
+    const auto saveStateOption = app.add_option ("--save-state", saveState, "Write the settings in force as a host would store them");
+    saveStateOption->type_name ("FILE");
+
+    const auto savePresetOption = app.add_option ("--save-preset", savePreset, "Write the settings in force as a preset");
+    savePresetOption->type_name ("FILE");
+
+    app.add_flag ("--list-presets", options.listPresets, "Print all presets in their order and stop");
     app.add_flag ("--list-parameters", listParameters, "Print all parameters and stop");
     app.add_flag ("--quiet", options.quiet, "Print errors only");
     app.set_version_flag ("--version", "varnel-render " VARNEL_VERSION);
@@ -151,7 +167,7 @@ std::optional<Options> parseOptions (int argc, const char* const* argv)
     }
     catch (const CLI::ParseError& error)
     {
-        throw UsageError (juce::String::fromUTF8 (error.what()));
+        throw UsageError (textFrom (std::string (error.what())));
     }
 
     if (listParameters)
@@ -162,7 +178,7 @@ std::optional<Options> parseOptions (int argc, const char* const* argv)
 
     for (const auto& setting : settings)
     {
-        const auto [id, value] = parseSetting (juce::String::fromUTF8 (setting.c_str()));
+        const auto [id, value] = parseSetting (textFrom (setting));
         options.settings.insert_or_assign (id, value);
     }
 
@@ -174,10 +190,26 @@ std::optional<Options> parseOptions (int argc, const char* const* argv)
         double seconds = 0.0;
 
         if (! CLI::detail::lexical_cast (tail, seconds) || ! (seconds >= 0.0 && seconds <= 86400.0))
-            throw UsageError ("--tail " + juce::String::fromUTF8 (tail.c_str()) + ": seconds from 0 to 86400 or auto are needed");
+            throw UsageError ("--tail " + textFrom (tail) + ": seconds from 0 to 86400 or auto are needed");
 
         options.tailSeconds = seconds;
     }
+
+    if (*presetOption)
+        options.preset = textFrom (preset);
+
+    if (*stateOption)
+        options.state = fileFor (state);
+
+    if (*saveStateOption)
+        options.saveState = fileFor (saveState);
+
+    if (*savePresetOption)
+        options.savePreset = fileFor (savePreset);
+
+    // Settings may be converted, and presets listed, without any audio.
+    if (options.listPresets || ((options.saveState || options.savePreset) && input.empty() && ! *impulse))
+        return options;
 
     if (*impulse)
     {

@@ -3,11 +3,14 @@
 
 #include "AudioFiles.h"
 #include "Errors.h"
+#include "PresetSearch.h"
 #include "ProgressBar.h"
+#include "presets/PresetFiles.h"
 #include "processor/VarnelReverbAudioProcessor.h"
 
 #include <cmath>
 #include <filesystem>
+#include <iostream>
 
 namespace varnel
 {
@@ -44,6 +47,84 @@ juce::StringArray applySettings (VarnelReverbAudioProcessor& processor, const st
     }
 
     return notes;
+}
+
+/** Restores what a host once stored. @throws RenderError */
+void applyState (VarnelReverbAudioProcessor& processor, const juce::File& file)
+{
+    constexpr juce::int64 longest = 64 << 20; // bytes; a chunk has less than a thousand
+
+    requireRegularFile (file);
+
+    juce::MemoryBlock chunk;
+    juce::FileInputStream stream (file);
+
+    if (stream.failedToOpen())
+        throw RenderError (file, "cannot be read: " + stream.getStatus().getErrorMessage());
+
+    if (stream.getTotalLength() > longest)
+        throw RenderError (file, "is too large for a state");
+
+    stream.readIntoMemoryBlock (chunk);
+
+    if (const auto result = processor.restoreState (chunk.getData(), static_cast<int> (chunk.getSize())); result.failed())
+        throw RenderError (file, result.getErrorMessage());
+}
+
+/** Loads a preset, of which the plug-in itself would take anything for one. @throws RenderError */
+void applyPreset (VarnelReverbAudioProcessor& processor, const juce::String& name)
+{
+    const auto file = findPresetByName (name, PresetManager (processor));
+    requireRegularFile (file);
+
+    const auto record = stateFromBinaryFile (file);
+
+    if (! record)
+        throw RenderError (file, "cannot be read: " + juce::FileInputStream (file).getStatus().getErrorMessage());
+
+    if (const auto xml = parseStateFile (file); xml != nullptr && ! xml->hasAttribute (stateIds::presetName))
+        throw RenderError (file, "is no preset: its root has no \"presetName\"");
+    else if (xml == nullptr && ! record->isComplete)
+        throw RenderError (file, "is no preset: neither XML nor a whole binary record");
+
+    processor.currentPresetFile = file;
+    loadPreset (processor, file);
+}
+
+/** @returns what the user should know */
+juce::StringArray applyAll (VarnelReverbAudioProcessor& processor, const Options& options)
+{
+    if (options.state)
+        applyState (processor, *options.state);
+
+    if (options.preset)
+        applyPreset (processor, *options.preset);
+
+    return applySettings (processor, options.settings);
+}
+
+/** Writes the settings in force where they are wanted. @throws RenderError */
+void saveSettings (VarnelReverbAudioProcessor& processor, const Options& options)
+{
+    const auto check = [] (const juce::File& file, const juce::Result& result)
+    {
+        if (result.failed())
+            throw RenderError (file, result.getErrorMessage());
+    };
+
+    if (options.saveState)
+    {
+        juce::MemoryBlock chunk;
+        processor.getStateInformation (chunk);
+        check (*options.saveState, writeWhole (*options.saveState, chunk.getData(), chunk.getSize()));
+    }
+
+    if (options.savePreset)
+    {
+        auto tree = processor.copyParameterState();
+        tree.setProperty (stateIds::presetName, "", nullptr);
+        check (*options.savePreset, writePreset (tree, *options.savePreset));
+    }
 }
 
 juce::AudioChannelSet channelSet (int numChannels)
@@ -89,6 +170,19 @@ private:
 
 } // namespace
 
+void convert (const Options& options)
+{
+    VarnelReverbAudioProcessor processor (VarnelReverbAudioProcessor::UserSettings::ignored);
+
+    if (options.listPresets)
+        std::cout << presetList (PresetManager (processor));
+
+    for (const auto& note : applyAll (processor, options))
+        std::cerr << "varnel-render: note: " << note << "\n";
+
+    saveSettings (processor, options);
+}
+
 RenderSummary render (const Options& options, const std::atomic<bool>& interrupted)
 {
     std::unique_ptr<InputAudioFile> input;
@@ -106,9 +200,13 @@ RenderSummary render (const Options& options, const std::atomic<bool>& interrupt
     if (input != nullptr && isSameFile (options.input, options.output))
         throw RenderError (options.output, "is the input file, which is never overwritten");
 
-    VarnelReverbAudioProcessor processor;
+    for (const auto& saved : { options.saveState, options.savePreset })
+        if (saved && input != nullptr && isSameFile (options.input, *saved))
+            throw RenderError (*saved, "is the input file, which is never overwritten");
+
+    VarnelReverbAudioProcessor processor (VarnelReverbAudioProcessor::UserSettings::ignored);
     RenderSummary summary;
-    summary.notes = applySettings (processor, options.settings);
+    summary.notes = applyAll (processor, options);
 
     processor.setBusesLayout ({ { channelSet (numInputs) }, { channelSet (numOutputs) } });
     processor.setNonRealtime (true);
@@ -171,6 +269,7 @@ RenderSummary render (const Options& options, const std::atomic<bool>& interrupt
     }
 
     output.finish();
+    saveSettings (processor, options);
 
     if (tailEndsByItself && ! tailEnd.reached())
         summary.notes.add ("the tail was still audible after 60 s and was cut; --tail SECONDS lets it ring");

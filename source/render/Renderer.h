@@ -20,6 +20,9 @@ struct RenderSummary
     juce::StringArray notes;     ///< what the user should know
 };
 
+/** Does what the options ask for short of audio: lists presets, converts settings. @throws RenderError, UsageError */
+void convert (const Options& options);
+
 /** Runs the plug-in's processor over a file, or over an impulse, in constant memory.
     @param interrupted  ends the rendering soon after it becomes true
     @throws RenderError, UsageError, Interrupted; then nothing is left behind and the target is as it was */

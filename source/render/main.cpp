@@ -60,6 +60,13 @@ int main (int argc, char** argv)
         if (const auto options = varnel::parseOptions (argc, argv))
         {
             const juce::ScopedJuceInitialiser_GUI juce; // parameters need JUCE's message thread
+
+            if (options->output == juce::File())
+            {
+                varnel::convert (*options);
+                return 0;
+            }
+
             const auto summary = varnel::render (*options, interrupted);
 
             if (! options->quiet)

@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 // What a host sees of the plug-in: identity, parameters, buses, blocks, controllers, state.
 
-#include "processor/VarnelReverbAudioProcessor.h"
-
-#include <gtest/gtest.h>
+#include "Support.h"
 
 #include <atomic>
 #include <chrono>
@@ -41,12 +39,6 @@ juce::AudioBuffer<float> impulse (int numChannels, int numSamples = 2000)
     buffer.clear();
     buffer.setSample (0, 0, 1.0f);
     return buffer;
-}
-
-void set (VarnelReverbAudioProcessor& processor, const char* id, float value)
-{
-    auto* const parameter = processor.parameterState.getParameter (id);
-    parameter->setValueNotifyingHost (parameter->convertTo0to1 (value));
 }
 
 /** Remembers what the processor's listeners, of which the host is one, were told. */
@@ -257,25 +249,6 @@ TEST (Processor, LearnsControllersAndPassesTheirValuesOn)
     EXPECT_EQ (*host.processor.parameterState.getRawParameterValue ("ReverbSize"), 33.0f) << "only an answer of the host moves a parameter";
 
     host.processor.removeListener (&listener);
-}
-
-TEST (Processor, ComesBackFromItsState)
-{
-    VarnelReverbAudioProcessor saved;
-    set (saved, "ReverbSize", 71.0f);
-    set (saved, "Bypass", 0.0f);
-    juce::MemoryBlock chunk;
-    saved.getStateInformation (chunk);
-
-    VarnelReverbAudioProcessor restored;
-    restored.setStateInformation (chunk.getData(), static_cast<int> (chunk.getSize()));
-    for (const auto& parameter : parameterTable)
-        EXPECT_EQ (*restored.parameterState.getRawParameterValue (parameter.id), *saved.parameterState.getRawParameterValue (parameter.id)) << parameter.id;
-    EXPECT_TRUE (restored.engine.bypassed);
-
-    restored.setStateInformation ("garbage", 7);
-    restored.setStateInformation (nullptr, 0);
-    EXPECT_EQ (*restored.parameterState.getRawParameterValue ("ReverbSize"), 71.0f);
 }
 
 TEST (Processor, OpensAWindow)

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 // The program varnel-render, run as a person or a script would run it.
 
+#include "processor/Settings.h"
 #include "processor/VarnelReverbAudioProcessor.h"
 
 #include <gtest/gtest.h>
@@ -123,7 +124,7 @@ protected:
 /** What the plug-in itself makes of the audio. */
 juce::AudioBuffer<float> processed (juce::AudioBuffer<float> buffer, int numInputs, double sampleRate, int blockSize)
 {
-    varnel::VarnelReverbAudioProcessor processor;
+    varnel::VarnelReverbAudioProcessor processor (varnel::VarnelReverbAudioProcessor::UserSettings::ignored);
     const auto channels = [] (int n)
     { return juce::AudioChannelSet::discreteChannels (n); };
     processor.setBusesLayout ({ { channels (numInputs) }, { channels (buffer.getNumChannels()) } });
@@ -280,6 +281,82 @@ TEST_F (Render, SetsParametersByIdOrName)
     expectRefusal (render ("in.wav out.wav --set Size=nan"), 2, { "a number" });
     expectRefusal (render ("in.wav out.wav --set Size"), 2, { "a number" });
     EXPECT_TRUE (render ("--list-parameters").out.contains ("ReverbInsertMode"));
+}
+
+TEST_F (Render, StartsFromStatesAndPresetsAndWritesThem)
+{
+    write ("in.wav", audio (2, 3000));
+    ASSERT_EQ (render ("in.wav a.wav --tail 0 --set Size=71 --set Lo=-3.4 --set 'Insert Mode=off' --save-state s.chunk --save-preset 'My Room.xml'").status, 0);
+
+    for (const auto* start : { "--state s.chunk", "--preset 'My Room.xml'" })
+    {
+        const auto result = render (juce::String ("in.wav b.wav --tail 0 ") + start);
+        ASSERT_EQ (result.status, 0) << result.err;
+        expectEqual (read ("a.wav").buffer, read ("b.wav").buffer);
+    }
+
+    // Without audio they are converted; --set comes last.
+    ASSERT_EQ (render ("--state s.chunk --save-preset again.xml").status, 0);
+    EXPECT_EQ (file ("again.xml").loadFileAsString(), file ("My Room.xml").loadFileAsString());
+    ASSERT_EQ (render ("--preset again.xml --set Size=5 --save-preset again.xml").status, 0);
+    EXPECT_TRUE (file ("again.xml").loadFileAsString().contains ("id=\"ReverbSize\" value=\"5.0\""));
+
+    // A binary record of either kind is a preset, the one with its header a state too.
+    juce::MemoryOutputStream record;
+    record << "Ostr";
+    record.writeInt (1);
+    record.writeString ("");
+    record.writeString ("Old");
+    record.writeInt (0);
+    for (const auto value : { 5.0f, 33.0f, 0.0f, -1.6f, 33.0f, 1.0f, 1.0f })
+        record.writeFloat (value);
+    file ("old.qvz").replaceWithData (record.getData(), record.getDataSize());
+    file ("older.qvz").replaceWithData (static_cast<const char*> (record.getData()) + 8, record.getDataSize() - 8);
+    for (const auto* start : { "--state old.qvz", "--preset old.qvz", "--preset older.qvz" })
+    {
+        ASSERT_EQ (render (juce::String (start) + " --save-preset from.xml").status, 0) << start;
+        EXPECT_TRUE (file ("from.xml").loadFileAsString().contains ("id=\"ReverbSize\" value=\"5.0\"")) << start;
+    }
+
+    expectRefusal (render ("in.wav out.wav --state none.chunk"), 1, { "none.chunk", "no such file" });
+    expectRefusal (render ("in.wav out.wav --state older.qvz"), 1, { "older.qvz", "neither \"VC2!\" nor \"Ostr\"" });
+    file ("cut.chunk").replaceWithData ("VC2!\x10\0\0\0Reverb", 14);
+    expectRefusal (render ("in.wav out.wav --state cut.chunk"), 1, { "cut.chunk", "cannot be parsed" });
+    file ("short.chunk").replaceWithText ("VC");
+    expectRefusal (render ("in.wav out.wav --state short.chunk"), 1, { "short.chunk", "too short" });
+    file ("other.chunk").replaceWithData ("VC2!\x8\0\0\0<Other/>", 17);
+    expectRefusal (render ("in.wav out.wav --state other.chunk"), 1, { "other.chunk", "root \"Other\"" });
+    expectRefusal (render ("in.wav out.wav --state pipe", "mkfifo pipe &&"), 1, { "pipe", "not a regular file" });
+    file ("other.xml").replaceWithText ("<Other/>");
+    expectRefusal (render ("in.wav out.wav --preset other.xml"), 1, { "other.xml", "no \"presetName\"" });
+    file ("text.xml").replaceWithText ("Nothing");
+    expectRefusal (render ("in.wav out.wav --preset text.xml"), 1, { "text.xml", "is no preset" });
+    expectRefusal (render ("in.wav out.wav --preset old.qvz --state old.qvz"), 2, { "--preset", "--state" });
+    expectRefusal (render ("--save-state nowhere/out"), 1, { "nowhere/out", "folder does not exist" });
+    expectRefusal (render ("--save-preset ."), 1, { "is a folder" });
+
+    const auto before = file ("in.wav").loadFileAsString();
+    EXPECT_EQ (render ("in.wav b.wav --save-state in.wav").status, 1);
+    EXPECT_EQ (file ("in.wav").loadFileAsString(), before);
+}
+
+TEST_F (Render, KeepsOutOfTheUsersSettings)
+{
+    write ("in.wav", audio (2, 3000));
+    ASSERT_EQ (render ("in.wav plain.wav --tail 0").status, 0);
+    const auto home = juce::File::getSpecialLocation (juce::File::userHomeDirectory);
+    for (const auto& left : home.findChildFiles (juce::File::findFiles, true))
+        ADD_FAILURE() << left.getFullPathName();
+
+    const auto settings = varnel::settingsStorage (true).getDefaultFile();
+    ASSERT_EQ (render ("--set Size=90 --save-preset default.xml").status, 0);
+    settings.create();
+    settings.replaceWithText ("<PROPERTIES><VALUE name=\"initialized\" val=\"1\"/><VALUE name=\"defaultPreset\" val=\"" + file ("default.xml").getFullPathName() + "\"/></PROPERTIES>");
+    const auto before = settings.loadFileAsString();
+    ASSERT_EQ (render ("in.wav same.wav --tail 0").status, 0);
+    expectEqual (read ("plain.wav").buffer, read ("same.wav").buffer);
+    EXPECT_EQ (settings.loadFileAsString(), before);
+    home.getChildFile (".config").deleteRecursively();
 }
 
 TEST_F (Render, AnswersQuestionsAndRefusesWrongUsage)

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: AGPL-3.0-only
+#pragma once
+
+#include <juce_data_structures/juce_data_structures.h>
+
+namespace varnel
+{
+
+/** The keys of the user's settings file. The MIDI map's keys are the decimal indexes of the parameters. */
+namespace settingsKeys
+{
+constexpr auto initialized = "initialized";           ///< int: 1 once an instance has started
+constexpr auto defaultPreset = "defaultPreset";       ///< full path of the preset that a new instance starts with
+constexpr auto userPresetFolder = "userPresetFolder"; ///< full path
+constexpr auto scale = "Scale";                       ///< double: pixels per unit of the window's design
+constexpr auto showTooltips = "Show Tooltips";        ///< bool
+} // namespace settingsKeys
+
+/** Where the user's settings lie and how they are kept: an XML file in the user's application data folder (on Linux
+    ~/.config/Application Support/Ostry/Varnel Reverb/Varnel Reverb.settings). A change is written three seconds later
+    or when the settings object goes. Without HOME there are no settings; then, or if saving is not wanted, nothing is written. */
+juce::PropertiesFile::Options settingsStorage (bool save);
+
+/** The folder of the presets that come with the plug-in, which is never written. On Linux it is below /opt. */
+juce::File getFactoryPresetFolder();
+
+/** The folder of the user's own presets: the one that the settings name, if that is a full path, or else the one in
+    the user's documents. It need not exist. Message thread. */
+juce::File getUserPresetFolder (juce::ApplicationProperties& settings);
+
+/** The preset that a new instance starts with: the one that the settings name, if that is a full path, or else the
+    factory's "New Sound.xml". It need not exist. Message thread. */
+juce::File getDefaultPresetFile (juce::ApplicationProperties& settings);
+
+/** The file that a stored text names: none unless the text is a full path or begins with "~". */
+juce::File fileFromPath (const juce::String& path);
+
+} // namespace varnel
