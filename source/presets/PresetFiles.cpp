@@ -19,29 +19,37 @@ std::string pathOf (const juce::File& file)
     return file.getFullPathName().toStdString();
 }
 
-/** Remembers which folders links have led to. */
-class FollowedLinks
+/** The way down to the folder that is being scanned, and where links have led. */
+class Trail
 {
 public:
-    /** Whether to enter a folder, which is a link unless it is not. */
+    /** Whether to go into a folder, which is a link unless it is not. */
     bool mayEnter (const juce::File& folder)
     {
         if (! folder.isSymbolicLink())
             return true;
 
-        std::error_code error;
-        const auto target = std::filesystem::canonical (pathOf (folder), error);
-        const auto here = std::filesystem::canonical (pathOf (folder.getParentDirectory()), error);
+        const auto target = realPath (folder);
 
-        if (error)
-            return false;
+        // A link that leads to a folder on the way here, or above one, would lead here for ever.
+        const auto isAbove = [&target] (const auto& onTheWay)
+        { return std::mismatch (target.begin(), target.end(), onTheWay.begin(), onTheWay.end()).first == target.end(); };
 
-        // A link that leads to where it lies, or above, would lead there for ever.
-        const auto isAbove = std::mismatch (target.begin(), target.end(), here.begin(), here.end()).first == target.end();
-        return ! isAbove && followed.insert (target).second;
+        return ! target.empty() && std::none_of (way.begin(), way.end(), isAbove) && followed.insert (target).second;
     }
 
+    void enter (const juce::File& folder) { way.push_back (realPath (folder)); }
+    void leave() { way.pop_back(); }
+
 private:
+    static std::filesystem::path realPath (const juce::File& file)
+    {
+        std::error_code error;
+        auto path = std::filesystem::canonical (pathOf (file), error);
+        return error ? std::filesystem::path() : path;
+    }
+
+    std::vector<std::filesystem::path> way;
     std::set<std::filesystem::path> followed;
 };
 
@@ -73,7 +81,7 @@ void sortByName (std::vector<Element>& elements, FileOf fileOf)
                     { return std::move (entry.element); });
 }
 
-void scan (PresetManager::Folder& folder, FollowedLinks& links)
+void scan (PresetManager::Folder& folder, Trail& trail)
 {
     folder.files.clear();
     folder.subfolders.clear();
@@ -102,21 +110,24 @@ void scan (PresetManager::Folder& folder, FollowedLinks& links)
     sortByName (folder.subfolders, [] (const PresetManager::Folder& subfolder) -> const juce::File&
                 { return subfolder.folder; });
 
+    trail.enter (folder.folder);
     auto& subfolders = folder.subfolders;
-    subfolders.erase (std::remove_if (subfolders.begin(), subfolders.end(), [&links] (const auto& subfolder)
-                                      { return ! links.mayEnter (subfolder.folder); }),
+    subfolders.erase (std::remove_if (subfolders.begin(), subfolders.end(), [&trail] (const auto& subfolder)
+                                      { return ! trail.mayEnter (subfolder.folder); }),
                       subfolders.end());
 
     for (auto& subfolder : subfolders)
-        scan (subfolder, links);
+        scan (subfolder, trail);
+
+    trail.leave();
 }
 
 } // namespace
 
 void scanPresets (PresetManager::Folder& folder)
 {
-    FollowedLinks links;
-    scan (folder, links);
+    Trail trail;
+    scan (folder, trail);
 }
 
 void loadPreset (PresetManager::Processor& processor, const juce::File& file)

@@ -1,0 +1,457 @@
+// SPDX-License-Identifier: AGPL-3.0-only
+// Presets on disk: reading, order, stepping, saving, folders as people have them, and the factory's bank.
+
+#include "Support.h"
+
+#include "presets/PresetFiles.h"
+#include "presets/PresetManager.h"
+#include "processor/Files.h"
+
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <sys/resource.h>
+
+using varnel::parameterTable;
+using varnel::PresetManager;
+using varnel::VarnelReverbAudioProcessor;
+
+namespace
+{
+
+struct Listener : PresetManager::Listener
+{
+    void presetListChanged() override { ++lists; }
+    void currentPresetChanged() override { ++currents; }
+    int lists = 0, currents = 0;
+};
+
+/** A manager whose factory folder lies in the test's home, too. */
+class Presets : public FreshHome
+{
+protected:
+    juce::File user (const juce::String& path) const { return userFolder.getChildFile (path); }
+    juce::File factory (const juce::String& path) const { return factoryFolder.getChildFile (path); }
+
+    /** Writes an XML preset of a given Size. */
+    static juce::File preset (const juce::File& file, int size = 50)
+    {
+        file.create();
+        file.replaceWithText ("<ReverbParams presetName=''><PARAM id='ReverbSize' value='" + juce::String (size) + "'/></ReverbParams>");
+        return file;
+    }
+
+    static juce::File record (const juce::File& file, bool header, float size)
+    {
+        juce::MemoryOutputStream out;
+        if (header)
+        {
+            out << "Ostr";
+            out.writeInt (1);
+        }
+        out.writeString ("");
+        out.writeString ("Shown nowhere");
+        out.writeInt (0);
+        for (const auto value : { size, 1.0f, 2.0f, 3.0f, 4.0f, 1.0f, 1.0f })
+            out.writeFloat (value);
+        file.create();
+        file.replaceWithData (out.getData(), out.getDataSize());
+        return file;
+    }
+
+    void start()
+    {
+        manager = std::make_unique<PresetManager> (processor);
+        manager->factoryRoot.folder = factoryFolder;
+        manager->rescan();
+        manager->listeners.push_back (&listener);
+    }
+
+    /** Every preset in flat order, as the path below its root. */
+    std::vector<std::string> flatOrder() const
+    {
+        std::vector<std::string> paths;
+        for (int i = 0; manager->presetAt (i) != juce::File(); ++i)
+            paths.push_back (pathOf (manager->presetAt (i)));
+        return paths;
+    }
+
+    std::string pathOf (const juce::File& file) const
+    {
+        return file.getRelativePathFrom (file.isAChildOf (userFolder) ? userFolder : factoryFolder).toStdString();
+    }
+
+    std::string current() const { return pathOf (processor.currentPresetFile); }
+
+    /** @returns the Size that a file brings */
+    float load (const juce::File& file)
+    {
+        set (processor, "ReverbSize", 99.0f);
+        manager->setCurrentPreset (file);
+        manager->loadCurrentPreset();
+        return get (processor, "ReverbSize");
+    }
+
+    const juce::File userFolder = home.getChildFile ("Documents/Ostry/Varnel Reverb/User Presets"), factoryFolder = home.getChildFile ("factory");
+    VarnelReverbAudioProcessor processor;
+    Listener listener;
+    std::unique_ptr<PresetManager> manager;
+};
+
+} // namespace
+
+TEST_F (Presets, AreReadByWhatTheyHold)
+{
+    start();
+    EXPECT_EQ (load (preset (user ("a.xml"), 10)), 10.0f);
+    EXPECT_EQ (processor.parameterState.state.getProperty ("presetName").toString(), user ("a.xml").getFullPathName());
+    EXPECT_EQ (load (record (user ("b.qvz"), true, 20.0f)), 20.0f);
+    EXPECT_EQ (load (record (user ("c.qvz"), false, 30.0f)), 30.0f);
+    EXPECT_EQ (processor.currentPresetName, "/Shown nowhere");
+    EXPECT_EQ (processor.parameterState.state.getProperty ("presetName").toString(), user ("c.qvz").getFullPathName());
+    EXPECT_EQ (load (preset (user ("xml in.qvz"), 40)), 40.0f);
+    EXPECT_EQ (load (record (user ("record in.xml"), true, 50.0f)), 50.0f);
+
+    // Any root will do, a mark of byte order too; what is missing stays.
+    set (processor, "ReverbMod", 7.0f);
+    user ("root.xml").replaceWithText (juce::String::fromUTF8 ("\xef\xbb\xbf<Whatever presetName='/elsewhere'><PARAM id='ReverbSize' value='5'/></Whatever>"));
+    EXPECT_EQ (load (user ("root.xml")), 5.0f);
+    EXPECT_EQ (get (processor, "ReverbMod"), 7.0f);
+    EXPECT_TRUE (processor.parameterState.state.hasType ("ReverbParams"));
+
+    // What is not there changes nothing but the current preset.
+    EXPECT_EQ (load (user ("none.xml")), 99.0f);
+    EXPECT_EQ (processor.currentPresetFile, user ("none.xml"));
+
+    // Neither form: read as a record that lacks all its values.
+    user ("text.xml").replaceWithText ("Nothing");
+    EXPECT_EQ (load (user ("text.xml")), 0.0f);
+    EXPECT_EQ (get (processor, "Bypass"), 0.0f);
+    user ("nameless.xml").replaceWithText ("<ReverbParams><PARAM id='ReverbSize' value='5'/></ReverbParams>");
+    EXPECT_EQ (load (user ("nameless.xml")), 0.0f);
+    user ("empty.qvz").create();
+    EXPECT_EQ (load (user ("empty.qvz")), 0.0f);
+}
+
+TEST_F (Presets, StandInOneFlatOrder)
+{
+    for (const auto* path : { "b.xml", "B.xml", "a.b.xml", "a.qvz", "Zoo/z.xml", "Zoo/Deep/er/d.xml", "zoo/x.xml", "Pads.old/p.xml", "shout.XML" })
+        preset (user (path));
+    user ("Empty/Inside").createDirectory();
+    user ("readme.txt").replaceWithText ("no preset");
+    user ("folder.xml").createDirectory();
+    for (const auto* path : { "New Sound.xml", "Halls/Big.xml", "Halls/.hidden.xml", ".Secret/s.xml" })
+        preset (factory (path));
+    start();
+
+    const std::vector<std::string> expected { "B.xml", "a.qvz", "a.b.xml", "b.xml", "shout.XML", "Pads.old/p.xml", "Zoo/z.xml", "Zoo/Deep/er/d.xml", "zoo/x.xml", "New Sound.xml", ".Secret/s.xml", "Halls/.hidden.xml", "Halls/Big.xml" };
+    EXPECT_EQ (flatOrder(), expected);
+    EXPECT_EQ (PresetManager::countPresets (manager->userRoot), 9);
+    EXPECT_EQ (PresetManager::countPresets (manager->factoryRoot), 4);
+    EXPECT_EQ (manager->userRoot.subfolders.size(), 5u) << "a folder without presets stays";
+
+    for (int i = 0; i < 13; ++i)
+    {
+        manager->setCurrentPreset (manager->presetAt (i));
+        EXPECT_EQ (manager->indexOfCurrentPreset(), i) << expected[static_cast<size_t> (i)];
+    }
+    for (const auto outside : { -1, 13, 1000000, std::numeric_limits<int>::max(), std::numeric_limits<int>::min() })
+        EXPECT_EQ (manager->presetAt (outside), juce::File()) << outside;
+    manager->setCurrentPreset (user ("gone.xml"));
+    EXPECT_EQ (manager->indexOfCurrentPreset(), -1);
+    EXPECT_EQ (PresetManager::findPreset (manager->factoryRoot, factory ("Halls/Big.xml")), 3);
+
+    // A preset that is deleted stays in the tree until the next scan.
+    user ("b.xml").deleteFile();
+    EXPECT_EQ (load (user ("b.xml")), 99.0f);
+    EXPECT_EQ (manager->indexOfCurrentPreset(), 3);
+    manager->rescan();
+    EXPECT_EQ (manager->indexOfCurrentPreset(), -1);
+}
+
+TEST_F (Presets, AreSteppedThrough)
+{
+    start();
+    manager->stepToNextPreset();
+    manager->stepToPreviousPreset();
+    EXPECT_EQ (processor.currentPresetFile, juce::File()) << "there are none";
+    EXPECT_EQ (listener.lists, 2) << "listeners are told all the same";
+
+    preset (user ("only.xml"), 10);
+    manager->rescan();
+    for (const auto step : { &PresetManager::stepToNextPreset, &PresetManager::stepToPreviousPreset })
+    {
+        (*manager.*step)();
+        EXPECT_EQ (current(), "only.xml");
+        EXPECT_EQ (get (processor, "ReverbSize"), 10.0f);
+        set (processor, "ReverbSize", 99.0f);
+        (*manager.*step)();
+        EXPECT_EQ (get (processor, "ReverbSize"), 10.0f) << "the only preset is loaded again";
+        processor.currentPresetFile = juce::File();
+    }
+
+    preset (user ("Sub/second.xml"), 20);
+    preset (factory ("third.xml"), 30);
+    manager->rescan();
+    processor.currentPresetFile = home.getChildFile ("outside.xml");
+    manager->stepToPreviousPreset();
+    EXPECT_EQ (current(), "third.xml") << "from outside, back goes to the last";
+    processor.currentPresetFile = home.getChildFile ("outside.xml");
+    manager->stepToNextPreset();
+    EXPECT_EQ (current(), "Sub/second.xml") << "from outside, on goes to the second";
+    manager->stepToNextPreset();
+    EXPECT_EQ (get (processor, "ReverbSize"), 30.0f);
+    manager->stepToNextPreset();
+    EXPECT_EQ (current(), "only.xml") << "the first follows the last";
+    manager->stepToPreviousPreset();
+    EXPECT_EQ (current(), "third.xml");
+}
+
+TEST_F (Presets, AreSavedToTheBit)
+{
+    start();
+    setUnusualValues (processor);
+    const auto expected = values (processor);
+    manager->writePresetAs (user ("Mine/one.xml"));
+    EXPECT_EQ (current(), "Mine/one.xml");
+    EXPECT_EQ (flatOrder(), (std::vector<std::string> { "Mine/one.xml" })) << "a new file is in the list at once";
+    EXPECT_EQ (listener.currents, 1);
+    EXPECT_EQ (user ("Mine/one.xml").loadFileAsString(), "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n\r\n<ReverbParams presetName=\"\">\r\n"
+                                                         "  <PARAM id=\"ReverbSize\" value=\"71.0\"/>\r\n  <PARAM id=\"ReverbMod\" value=\"12.0\"/>\r\n"
+                                                         "  <PARAM id=\"ReverbLo\" value=\"-3.399999618530273\"/>\r\n  <PARAM id=\"ReverbHi\" value=\"5.200000762939453\"/>\r\n"
+                                                         "  <PARAM id=\"Position\" value=\"88.0\"/>\r\n  <PARAM id=\"Bypass\" value=\"0.0\"/>\r\n"
+                                                         "  <PARAM id=\"ReverbInsertMode\" value=\"0.0\"/>\r\n</ReverbParams>\r\n");
+    EXPECT_EQ (processor.parameterState.state.getProperty ("presetName").toString(), user ("Mine/one.xml").getFullPathName());
+
+    load (preset (user ("other.xml")));
+    manager->setCurrentPreset (user ("Mine/one.xml"));
+    manager->loadCurrentPreset();
+    EXPECT_EQ (values (processor), expected);
+
+    // Every step of every parameter, and the default between two steps
+    const auto file = user ("step.xml");
+    for (const auto& parameter : parameterTable)
+        for (auto value = parameter.start; value <= parameter.end + 0.01f; value += parameter.interval)
+        {
+            set (processor, parameter.id, value);
+            const auto saved = values (processor);
+            auto tree = processor.copyParameterState();
+            tree.setProperty ("presetName", "", nullptr);
+            ASSERT_TRUE (varnel::writePreset (tree, file).wasOk());
+            set (processor, parameter.id, parameter.start);
+            varnel::loadPreset (processor, file);
+            ASSERT_EQ (values (processor), saved) << parameter.id << " at " << value;
+        }
+
+    // "Save" writes over the file, with what a host changed a moment ago, and tells nobody.
+    const auto lists = listener.lists;
+    const auto name = processor.parameterState.state.getProperty ("presetName").toString();
+    EXPECT_EQ (name, file.getFullPathName());
+    manager->setCurrentPreset (user ("Mine/one.xml"));
+    set (processor, "ReverbSize", 3.0f);
+    manager->savePreset();
+    EXPECT_EQ (load (user ("Mine/one.xml")), 3.0f);
+    EXPECT_EQ (listener.lists, lists);
+    EXPECT_TRUE (user ("Mine/one.xml").loadFileAsString().contains ("presetName=\"" + name + "\"")) << "as the tree held it";
+
+    // Nothing to save over
+    for (const auto& none : { juce::File(), user ("none.xml"), userFolder })
+    {
+        processor.currentPresetFile = none;
+        manager->savePreset();
+        EXPECT_FALSE (user ("none.xml").exists());
+    }
+    manager->writePresetAs (juce::File());
+    EXPECT_EQ (processor.currentPresetFile, userFolder);
+
+    manager->setCurrentPreset (user ("none.xml"));
+    manager->setAsDefaultPreset();
+    EXPECT_EQ (processor.settings.getUserSettings()->getValue ("defaultPreset"), "");
+    manager->setCurrentPreset (user ("Mine/one.xml"));
+    manager->setAsDefaultPreset();
+    EXPECT_EQ (processor.settings.getUserSettings()->getValue ("defaultPreset"), user ("Mine/one.xml").getFullPathName());
+}
+
+TEST_F (Presets, LeaveTheOldFileWhereANewOneCannotBe)
+{
+    start();
+    const auto file = preset (user ("kept.xml"), 40);
+    const auto before = file.loadFileAsString();
+
+    // A disk that is full, in the shape of a limit to the size of files
+    std::signal (SIGXFSZ, SIG_IGN);
+    rlimit limit {};
+    getrlimit (RLIMIT_FSIZE, &limit);
+    const rlimit little { 100, limit.rlim_max };
+    setrlimit (RLIMIT_FSIZE, &little);
+    const auto result = varnel::writePreset (processor.copyParameterState(), file);
+    manager->writePresetAs (file);
+    setrlimit (RLIMIT_FSIZE, &limit);
+    EXPECT_EQ (result.getErrorMessage(), "cannot be written: File too large");
+    EXPECT_EQ (file.loadFileAsString(), before);
+    EXPECT_EQ (userFolder.getNumberOfChildFiles (juce::File::findFilesAndDirectories), 1) << "nothing else is left behind";
+
+    user ("folder.xml").createDirectory();
+    EXPECT_EQ (varnel::writePreset (processor.copyParameterState(), user ("folder.xml")).getErrorMessage(), "is a folder");
+    EXPECT_EQ (varnel::writePreset (processor.copyParameterState(), user ("no/where.xml")).getErrorMessage(), "its folder does not exist");
+
+    // A link stays a link, and its target is written.
+    const auto target = home.getChildFile ("target.xml");
+    preset (target).createSymbolicLink (user ("link.xml"), true);
+    set (processor, "ReverbSize", 12.0f);
+    manager->writePresetAs (user ("link.xml"));
+    EXPECT_TRUE (user ("link.xml").isSymbolicLink());
+    EXPECT_EQ (load (target), 12.0f);
+
+    if (geteuid() != 0) // the superuser may write everywhere
+    {
+        userFolder.setReadOnly (true);
+        EXPECT_TRUE (varnel::writePreset (processor.copyParameterState(), file).failed());
+        userFolder.setReadOnly (false);
+        EXPECT_EQ (file.loadFileAsString(), before);
+    }
+}
+
+TEST_F (Presets, AreScannedInFoldersAsPeopleHaveThem)
+{
+    preset (user ("plain.xml"));
+    preset (user (juce::String::fromUTF8 ("Ünïcødé/日本語.xml")));
+    preset (home.getChildFile ("Elsewhere/linked.xml"));
+
+    const auto link = [] (const juce::File& at, const std::string& to)
+    { std::filesystem::create_symlink (to, at.getFullPathName().toStdString()); };
+    user ("A/B").createDirectory();
+    link (user ("A/B/up"), "../..");
+    link (user ("A/B/self"), ".");
+    link (user ("root"), "/");
+    link (user ("linked folder"), home.getChildFile ("Elsewhere").getFullPathName().toStdString());
+    link (user ("the same again"), home.getChildFile ("Elsewhere").getFullPathName().toStdString());
+    link (home.getChildFile ("Elsewhere/back"), userFolder.getFullPathName().toStdString());
+    link (user ("nowhere.xml"), "/nonexistent");
+    link (user ("file link.xml"), user ("plain.xml").getFullPathName().toStdString());
+    ASSERT_EQ (std::system (("mkfifo '" + user ("pipe.xml").getFullPathName() + "'").toRawUTF8()), 0);
+
+    // A name that is no UTF-8 cannot be shown, and must not do harm.
+    std::ofstream ((userFolder.getFullPathName() + "/").toStdString() + "\xff\xc0\x80\xf0.xml") << "<x presetName=''/>";
+    std::filesystem::create_directory ((userFolder.getFullPathName() + "/").toStdString() + "\x80\x80");
+
+    const auto closed = user ("closed");
+    preset (user ("closed/inside.xml"));
+    std::filesystem::permissions (closed.getFullPathName().toStdString(), std::filesystem::perms::none);
+
+    start();
+    auto found = flatOrder();
+    found.erase (std::remove (found.begin(), found.end(), "closed/inside.xml"), found.end()); // which the superuser can read
+    EXPECT_EQ (found, (std::vector<std::string> { "file link.xml", "plain.xml", "linked folder/linked.xml", "Ünïcødé/日本語.xml" }));
+    std::filesystem::permissions (closed.getFullPathName().toStdString(), std::filesystem::perms::owner_all);
+
+    EXPECT_EQ (load (user ("pipe.xml")), 99.0f) << "a pipe is not waited for";
+
+    // A folder that has gone, and one that the user chose
+    manager->rescan();
+    userFolder.deleteRecursively();
+    manager->rescan();
+    EXPECT_EQ (flatOrder().size(), 0u);
+    auto& settings = *processor.settings.getUserSettings();
+    settings.setValue ("userPresetFolder", home.getChildFile ("Elsewhere").getFullPathName());
+    manager->rescan();
+    EXPECT_EQ (PresetManager::countPresets (manager->userRoot), 1);
+    for (const auto* ignored : { "Elsewhere", "./Elsewhere", "" })
+    {
+        settings.setValue ("userPresetFolder", ignored);
+        EXPECT_EQ (varnel::getUserPresetFolder (processor.settings), userFolder);
+    }
+}
+
+TEST_F (Presets, MayBeHeardByListenersThatComeAndGo)
+{
+    struct Leaving : PresetManager::Listener
+    {
+        void presetListChanged() override
+        {
+            ++calls;
+            auto& all = manager->listeners;
+            all.erase (std::remove (all.begin(), all.end(), leaves), all.end());
+            if (calls == 1)
+                manager->rescan();
+        }
+        PresetManager* manager = nullptr;
+        PresetManager::Listener* leaves = nullptr;
+        int calls = 0;
+    };
+
+    start();
+    Leaving first, second;
+    first.manager = second.manager = manager.get();
+    first.leaves = &second;
+    manager->listeners = { &first, &second, &listener };
+    manager->rescan();
+    EXPECT_EQ (first.calls, 2);
+    EXPECT_EQ (second.calls, 0) << "it left before its turn";
+    EXPECT_EQ (listener.lists, 2);
+
+    // The last manager to attach itself counts.
+    auto other = std::make_unique<PresetManager> (processor);
+    EXPECT_EQ (processor.presetManager, other.get());
+    manager.reset();
+    EXPECT_EQ (processor.presetManager, other.get());
+    other.reset();
+    EXPECT_EQ (processor.presetManager, nullptr);
+}
+
+TEST_F (Presets, ProposeAPlaceForANewFile)
+{
+    start();
+    const auto proposalFor = [this] (const juce::File& file)
+    {
+        processor.currentPresetFile = file;
+        return manager->proposedFile();
+    };
+
+    EXPECT_EQ (proposalFor (preset (user ("Sub/a.b.xml"))), user ("Sub/a.b.xml"));
+    EXPECT_EQ (proposalFor (record (user ("old.qvz"), true, 1.0f)), user ("old.xml"));
+    EXPECT_EQ (proposalFor (preset (factory ("Halls/v1.2.xml"))), user ("v1.2.xml"));
+    EXPECT_EQ (proposalFor (home.getChildFile ("gone.xml")), userFolder.withFileExtension ("xml"));
+}
+
+TEST_F (Presets, OfTheFactoryAllLoadAndLandAsWritten)
+{
+    const juce::File bank (VARNEL_FACTORY_PRESETS);
+    manager = std::make_unique<PresetManager> (processor);
+    manager->factoryRoot.folder = bank;
+    manager->rescan();
+    ASSERT_GE (PresetManager::countPresets (manager->factoryRoot), 61);
+    EXPECT_EQ (manager->factoryRoot.files, (std::vector<juce::File> { bank.getChildFile ("New Sound.xml") }));
+    EXPECT_GE (manager->factoryRoot.subfolders.size(), 10u);
+
+    for (int i = 0; manager->presetAt (i) != juce::File(); ++i)
+    {
+        const auto file = manager->presetAt (i);
+        setUnusualValues (processor);
+        manager->setCurrentPreset (file);
+        manager->loadCurrentPreset();
+
+        const auto xml = juce::parseXML (file);
+        ASSERT_NE (xml, nullptr) << file.getFullPathName();
+        EXPECT_EQ (xml->getNumChildElements(), 7) << file.getFullPathName();
+
+        for (const auto& parameter : parameterTable)
+        {
+            const auto* const element = xml->getChildByAttribute ("id", parameter.id);
+            ASSERT_NE (element, nullptr) << file.getFullPathName() << " lacks " << parameter.id;
+            const auto written = static_cast<float> (element->getDoubleAttribute ("value"));
+            EXPECT_NEAR (get (processor, parameter.id), written, 2e-6f) << file.getFullPathName() << ", " << parameter.id;
+            EXPECT_TRUE (written >= parameter.start && written <= parameter.end) << file.getFullPathName();
+        }
+
+        EXPECT_EQ (get (processor, "Bypass"), 1.0f) << file.getFullPathName() << " is silent about the effect";
+
+        // In the very form that "Save as.." writes
+        auto tree = processor.copyParameterState();
+        tree.setProperty ("presetName", "", nullptr);
+        EXPECT_EQ (juce::StringArray::fromLines (tree.createXml()->toString()).size(), juce::StringArray::fromLines (file.loadFileAsString()).size());
+        EXPECT_TRUE (file.loadFileAsString().startsWith ("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n\r\n<ReverbParams presetName=\"\">\r\n  <PARAM id=\"ReverbSize\"")) << file.getFullPathName();
+    }
+}
