@@ -391,7 +391,7 @@ short, the table has > 50. A dash stands for a decay with fewer than 10 ms betwe
 
 The programmes are mono, with a peak of 0 dBFS: the eight spoken phrases that alsa-utils brings, at three speeds
 (0.93, 1, 1.08), each at full scale; 8 s of pink noise from 20 Hz to 20 kHz; two bars of synthetic drums. A second of
-tail follows each.
+tail follows each. Other sounds at full scale can peak higher: on the voice at other speeds up to +1 dBFS was seen.
 
 ## Rules
 
@@ -400,7 +400,7 @@ tail follows each.
 - Levels within a folder lie within 3 dB.
 - No two presets are alike, that is, nearer than {least}. The distance of two is the root of the sum of the squares of
   their differences in seven columns, in steps of 10 % (T30), 20 % (125 Hz, 4 kHz) and 1 dB (C80, Low, High, Level).
-- This file is what the script would write. A number stays until the measured one is three quarters of a last digit away.
+- This file is what the script would write. A number stays until the measured one is 3/4 of a last digit away.
 """
 
 COLUMNS = ["Preset", "Size", "Spin", "Lo", "Hi", "Position", "Insert", "T30", "125 Hz", "4 kHz", "C80", "Low", "High", "Level", "Peak"]
