@@ -201,19 +201,12 @@ def voice(folder):
 class Renderer:
     def __init__(self, program, folder):
         self.program, self.folder = str(program), folder
-        self.takes_presets = "--preset" in self.output_of("--help")
 
     def output_of(self, *arguments):
         done = subprocess.run([self.program, *arguments], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
         if done.returncode != 0:
             sys.exit(f"measure-presets: {' '.join(done.args)}\n{done.stdout}")
         return done.stdout
-
-    def settings(self, preset):
-        """For programs that know no --preset yet: the same by way of --set."""
-        if self.takes_presets:
-            return ["--preset", str(preset.path)]
-        return [word for id, value in preset.values.items() for word in ("--set", f"{id}={value}")]
 
     def response(self, preset, seconds):
         return self.run(preset, "--impulse", str(seconds), "--rate", str(RATE))
@@ -223,7 +216,7 @@ class Renderer:
 
     def run(self, preset, *arguments):
         result = self.folder / "out.wav"
-        self.output_of("--quiet", *self.settings(preset), *arguments, str(result))
+        self.output_of("--quiet", "--preset", str(preset.path), *arguments, str(result))
         return read_sound(result)
 
 
@@ -340,8 +333,7 @@ def faults_of_names(paths):
 
 def faults_of_measures(results):
     for preset, result in results:
-        # The start holds the plug-in's own defaults, which are not the bank's to trim: measured, not judged.
-        if result.peak > CEILING and preset.path != START:
+        if result.peak > CEILING:
             yield f"{preset}: clips: {result.peak:+.2f} dBFS on full-scale programme"
 
     for i, (preset, result) in enumerate(results):
@@ -396,7 +388,7 @@ tail follows each. Other sounds at full scale can peak higher: on the voice at o
 ## Rules
 
 - Every file has the plug-in's own form, with one decimal; each value is in range and on a step of its control.
-- No peak is above 0 dBFS. New Sound holds the plug-in's own defaults: its peak is measured, but not judged.
+- No peak is above 0 dBFS.
 - Levels within a folder lie within 3 dB.
 - No two presets are alike, that is, nearer than {least}. The distance of two is the root of the sum of the squares of
   their differences in seven columns, in steps of 10 % (T30), 20 % (125 Hz, 4 kHz) and 1 dB (C80, Low, High, Level).

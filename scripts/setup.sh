@@ -17,6 +17,7 @@ packages=(
     libfreetype-dev libfontconfig1-dev
     libx11-dev libxext-dev libxinerama-dev libxrandr-dev libxcursor-dev libxcomposite-dev
     fonts-dejavu-core
+    fonts-league-spartan python3-fonttools # what the caption face is made of, and with
     alsa-utils sox # a recording for the demo, and its spectrograms
 )
 

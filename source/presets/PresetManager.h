@@ -45,6 +45,9 @@ public:
         std::vector<Folder> subfolders; ///< by name
     };
 
+    /** Ties the selector of a window to a manager. @see ComboBoxAttachment.h */
+    class ComboBoxAttachment;
+
     /** Scans both folders and attaches itself to the processor, which has to outlive it. */
     explicit PresetManager (Processor& processorToUse);
 
