@@ -18,7 +18,7 @@ packages=(
     libx11-dev libxext-dev libxinerama-dev libxrandr-dev libxcursor-dev libxcomposite-dev
     fonts-dejavu-core
     fonts-league-spartan python3-fonttools # what the caption face is made of, and with
-    xvfb libxtst-dev # a screen for the tests of the window
+    xvfb libxres-dev libxtst-dev # a screen for the tests of the window
     alsa-utils sox # a recording for the demo, and its spectrograms
 )
 

@@ -31,6 +31,9 @@ prefix=$(mktemp -d)
 trap 'rm -rf "$prefix"' EXIT
 cmake --install build --prefix "$prefix" >/dev/null
 "$prefix/bin/varnel-render" --version
+DESTDIR="$prefix/root" cmake --install build --component presets >/dev/null
+installed="$prefix/root/opt/Application Support/Ostry/Varnel Reverb/Factory Presets"
+diff -r presets/factory "$installed" && echo "all presets installed"
 
 for sanitizers in address,undefined thread; do
     step "Engine under the sanitizers: $sanitizers"

@@ -22,11 +22,16 @@ inline bool deliverMessagesUntil (const std::function<bool()>& condition, int mi
 {
     const auto end = juce::Time::getMillisecondCounterHiRes() + milliseconds;
 
-    while (! condition() && juce::Time::getMillisecondCounterHiRes() < end)
+    while (! condition())
+    {
+        if (juce::Time::getMillisecondCounterHiRes() >= end)
+            return false;
+
         if (! juce::detail::dispatchNextMessageOnSystemQueue (true))
             juce::Thread::sleep (1);
+    }
 
-    return condition();
+    return true;
 }
 
 inline void deliverMessages (int milliseconds)

@@ -80,7 +80,7 @@ void TolvarKnob::attachToParameter (juce::AudioProcessorValueTreeState& state, c
 
     setComponentID (parameterID);
     slider.setTitle (name); // for screen readers
-    label.setTitle (name);
+    label.setTitle (name + " value");
 }
 
 void TolvarKnob::takeValue()

@@ -1,1 +1,778 @@
-// placeholder
+// SPDX-License-Identifier: AGPL-3.0-only
+// The window, worked by real mouse and keyboard events of an X server and looked at by its pixels.
+
+#include "Support.h"
+#include "XScreen.h"
+
+#include "editor/VarnelReverbAudioProcessorEditor.h"
+
+#include <cmath>
+#include <memory>
+#include <optional>
+
+using namespace varnel;
+
+namespace
+{
+
+/** The components of a kind below another. */
+template <typename Type>
+std::vector<Type*> allOf (juce::Component& parent)
+{
+    std::vector<Type*> found;
+    for (auto* child : parent.getChildren())
+        if (auto* const match = dynamic_cast<Type*> (child))
+            found.push_back (match);
+    return found;
+}
+
+double distance (juce::Colour a, juce::Colour b)
+{
+    return std::max ({ std::abs (a.getRed() - b.getRed()), std::abs (a.getGreen() - b.getGreen()), std::abs (a.getBlue() - b.getBlue()) });
+}
+
+class Window : public FreshHome
+{
+protected:
+    Window()
+    {
+        processor->setBusesLayout ({ { juce::AudioChannelSet::stereo() }, { juce::AudioChannelSet::stereo() } });
+        processor->prepareToPlay (44100.0, 512);
+    }
+
+    ~Window() override
+    {
+        editor.reset();
+        juce::PopupMenu::dismissAllActiveMenus();
+        deliverMessages (50);
+    }
+
+    void open (std::optional<double> scale = {})
+    {
+        if (scale)
+            settings().setValue ("Scale", *scale);
+
+        editor.reset (static_cast<VarnelReverbAudioProcessorEditor*> (processor->createEditor()));
+        editor->addToDesktop (juce::ComponentPeer::windowIsTemporary);
+        editor->setTopLeftPosition (20, 20);
+        editor->setVisible (true);
+        screen.moveTo ({ 1590, 990 });
+        deliverMessages (150);
+    }
+
+    juce::PropertiesFile& settings() { return *processor->settings.getUserSettings(); }
+
+    double scale() const { return editor->getWidth() / 1200.0; }
+
+    /** Where a point of the design is on the screen. */
+    juce::Point<int> at (double x, double y) const
+    {
+        return editor->getScreenPosition() + juce::Point<double> (x * scale(), y * scale()).roundToInt();
+    }
+
+    static juce::Point<int> centreOf (const juce::Component& component) { return component.getScreenBounds().getCentre(); }
+
+    juce::Colour pixel (juce::Point<int> position) const { return screen.capture ({ position.x, position.y, 1, 1 }).getPixelAt (0, 0); }
+    juce::Colour pixel (double x, double y) const { return pixel (at (x, y)); }
+
+    LabelKnob& knob (const juce::String& id) { return *dynamic_cast<LabelKnob*> (editor->findChildWithID (id)); }
+    TolvarToggle& lamp (const juce::String& id) { return *dynamic_cast<TolvarToggle*> (editor->findChildWithID (id)); }
+    ComboBoxImproved& selector() { return *allOf<ComboBoxImproved> (*editor).front(); }
+
+    /** The menu that is open, or none. */
+    static juce::Component* openMenu()
+    {
+        auto& desktop = juce::Desktop::getInstance();
+        for (int i = desktop.getNumComponents(); --i >= 0;)
+            if (auto* const component = desktop.getComponent (i); component->getName() == "menu" || component->getNumChildComponents() > 0)
+                if (dynamic_cast<juce::AudioProcessorEditor*> (component) == nullptr && component->isVisible() && component->getWidth() > 20)
+                    return component;
+        return nullptr;
+    }
+
+    /** The rows of the open menu, by what a screen reader says of them. */
+    static std::vector<std::pair<juce::String, juce::Component*>> menuRows()
+    {
+        std::vector<std::pair<juce::String, juce::Component*>> rows;
+        if (auto* const menu = openMenu())
+            for (auto* child : menu->getChildren())
+                if (auto* const handler = child->getAccessibilityHandler())
+                    if (handler->getTitle().isNotEmpty())
+                        rows.emplace_back (handler->getTitle(), child);
+        return rows;
+    }
+
+    static juce::StringArray menuTexts()
+    {
+        juce::StringArray texts;
+        for (const auto& [text, row] : menuRows())
+            texts.add (text);
+        return texts;
+    }
+
+    /** Opens a menu with a right click and returns its texts. */
+    juce::StringArray rightClick (juce::Point<int> position)
+    {
+        screen.click (position, 3);
+        deliverMessages (150);
+        return menuTexts();
+    }
+
+    void choose (const juce::String& text)
+    {
+        for (const auto& [rowText, row] : menuRows())
+            if (rowText == text)
+            {
+                screen.click (centreOf (*row));
+                deliverMessages (150);
+                return;
+            }
+        ADD_FAILURE() << "the menu has no row \"" << text << "\", only: " << menuTexts().joinIntoString (" | ");
+    }
+
+    void closeMenu()
+    {
+        juce::PopupMenu::dismissAllActiveMenus();
+        deliverMessages (100);
+    }
+
+    void write (const juce::File& file, int size)
+    {
+        file.create();
+        file.replaceWithText ("<ReverbParams presetName=''><PARAM id='ReverbSize' value='" + juce::String (size) + "'/></ReverbParams>");
+    }
+
+    const XScreen screen;
+    std::unique_ptr<VarnelReverbAudioProcessor> processor = std::make_unique<VarnelReverbAudioProcessor>();
+    std::unique_ptr<VarnelReverbAudioProcessorEditor> editor;
+};
+
+} // namespace
+
+TEST_F (Window, OpensAtTheScaleThatWasKept)
+{
+    open();
+    EXPECT_EQ (editor->getWidth(), 600);
+    EXPECT_EQ (editor->getHeight(), 310);
+    editor.reset();
+    EXPECT_EQ (settings().getDoubleValue ("Scale"), 0.5);
+
+    settings().saveIfNeeded();
+    open();
+    editor.reset();
+    EXPECT_FALSE (settings().needsToBeSaved()) << "an unchanged scale is not written again";
+
+    open();
+    editor->setSize (900, 465); // a host's resize counts, too
+    editor.reset();
+    EXPECT_EQ (settings().getDoubleValue ("Scale"), 0.75);
+
+    for (const auto& [stored, width] : { std::pair<juce::String, int> { "0.75", 900 }, { "1", 1200 }, { "0.4", 480 }, { "0", 600 }, { "-3", 600 }, { "nan", 600 }, { "0.1", 480 }, { "7", 1200 }, { "inf", 1200 }, { "1e300", 1200 } })
+    {
+        settings().setValue ("Scale", stored);
+        open();
+        EXPECT_EQ (editor->getWidth(), width) << stored;
+        EXPECT_NEAR (editor->getHeight(), width * 620 / 1200, 1) << stored;
+        editor.reset();
+    }
+}
+
+TEST_F (Window, IsSizedByItsMenuAndItsCorner)
+{
+    open();
+    for (const auto percent : { 80, 100, 120, 140, 160, 180, 200 })
+    {
+        const auto texts = rightClick (at (600, 540));
+        EXPECT_EQ (texts.joinIntoString ("|"), "Set GUI size:|80% |100% |120% |140% |160% |180% |200% |Show Tooltips");
+        choose (juce::String (percent) + "% ");
+        EXPECT_EQ (editor->getWidth(), 6 * percent);
+        EXPECT_EQ (editor->getHeight(), juce::roundToInt (3.1 * percent));
+
+        // The next menu ticks this size, and the picture follows.
+        rightClick (at (600, 540));
+        for (const auto& [text, row] : menuRows())
+            if (text.endsWith ("% "))
+            {
+                EXPECT_EQ (row->getAccessibilityHandler()->getCurrentState().isChecked(), text == juce::String (percent) + "% ") << text << " at " << percent;
+            }
+        closeMenu();
+        EXPECT_LT (distance (pixel (600, 612), juce::Colour (48, 48, 48)), 12) << "the band at " << percent;
+        EXPECT_GT (pixel (250, 450).getRed(), 120) << "the panel at " << percent;
+    }
+
+    const auto corner = [this]
+    { return editor->getScreenBounds().getBottomRight() - juce::Point<int> (4, 4); };
+
+    screen.drag (corner(), { 200, 100 });
+    EXPECT_EQ (editor->getBounds().withPosition (0, 0), juce::Rectangle<int> (480, 248)) << "no smaller";
+    screen.drag (corner(), { 1590, 990 });
+    EXPECT_EQ (editor->getBounds().withPosition (0, 0), juce::Rectangle<int> (1200, 620)) << "no larger";
+    screen.drag (corner(), { 820, 500 });
+    EXPECT_NEAR (editor->getWidth() / static_cast<double> (editor->getHeight()), 1200.0 / 620.0, 0.01);
+    EXPECT_LT (editor->getWidth(), 1200);
+}
+
+TEST_F (Window, TurnsEachPointerOverItsWholeAngle)
+{
+    open (1.0);
+
+    for (const auto* id : { "ReverbSize", "ReverbMod", "ReverbLo", "ReverbHi", "Position" })
+    {
+        auto& parameter = *processor->parameterState.getParameter (id);
+
+        for (const auto& [proportion, degrees] : { std::pair { 0.0f, -150.48 }, { 0.5f, 0.0 }, { 1.0f, 150.48 } })
+        {
+            parameter.setValueNotifyingHost (proportion);
+            deliverMessages (80);
+
+            // The centre of what is white on the dial
+            const auto dial = knob (id).slider.getScreenBounds();
+            const auto picture = screen.capture (dial);
+            juce::Point<double> sum;
+            int count = 0;
+            for (int y = 0; y < picture.getHeight(); ++y)
+                for (int x = 0; x < picture.getWidth(); ++x)
+                    if (picture.getPixelAt (x, y) == juce::Colours::white)
+                    {
+                        sum += juce::Point<double> (x + 0.5, y + 0.5);
+                        ++count;
+                    }
+
+            ASSERT_GT (count, dial.getWidth() / 8) << id << " shows no pointer";
+            const auto offset = sum / count - juce::Point<double> (dial.getWidth() * 0.5, dial.getHeight() * 0.5);
+            const auto angle = std::atan2 (offset.x, -offset.y) * 180.0 / juce::MathConstants<double>::pi;
+            EXPECT_NEAR (angle, degrees, 2.0) << id << " at " << proportion;
+
+            // On the ring's middle: the radius, less half the margin and half the ring
+            const auto r = dial.getWidth() / 2.0, ring = r - dial.getWidth() / 7.0;
+            EXPECT_NEAR (offset.getDistanceFromOrigin(), ring - 0.1225 * ring, r * 0.05) << id;
+        }
+    }
+}
+
+TEST_F (Window, LightsItsLamps)
+{
+    open (1.0);
+    for (const auto& [id, lit] : { std::pair { "Bypass", juce::Colour (0xffff0000) }, { "ReverbInsertMode", juce::Colours::white } })
+    {
+        auto& toggle = lamp (id);
+        const auto middle = centreOf (toggle);
+        EXPECT_EQ (pixel (middle), lit) << id << " is on";
+        EXPECT_LT (pixel (middle.translated (-7, 0)).getBrightness(), 0.1f) << id << " has a black rim";
+
+        screen.click (middle);
+        EXPECT_EQ (get (*processor, id), 0.0f) << id;
+        EXPECT_EQ (pixel (middle), juce::Colour (0xff555555)) << id << " is off";
+
+        set (*processor, id, 1.0f); // by the host
+        deliverMessages (80);
+        EXPECT_EQ (pixel (middle), lit) << id;
+
+        EXPECT_EQ (rightClick (middle).joinIntoString ("|"), "Start MIDI Learn...");
+        EXPECT_EQ (get (*processor, id), 1.0f) << "a right click does not switch";
+        choose ("Start MIDI Learn...");
+        EXPECT_EQ (processor->midiControllers[static_cast<size_t> (toggle.midiIndex)], -2);
+    }
+    EXPECT_EQ (lamp ("Bypass").midiIndex, 5);
+    EXPECT_EQ (lamp ("ReverbInsertMode").midiIndex, 6);
+
+    // The modulation lamp is as bright as the phase is far from 0.
+    const auto bulb = at (940, 331);
+    for (const auto& [phase, brightness] : { std::pair { 0.0f, 23 }, { 0.25f, 63 }, { -0.5f, 127 } })
+    {
+        processor->engine.spinPhase = phase;
+        deliverMessages (120);
+        EXPECT_EQ (pixel (bulb), juce::Colour (static_cast<juce::uint8> (brightness), static_cast<juce::uint8> (brightness), static_cast<juce::uint8> (brightness))) << phase;
+    }
+}
+
+TEST_F (Window, MeasuresLevels)
+{
+    open (1.0);
+    auto& engine = processor->engine;
+    SharedValue<float>* const peaks[] { &engine.peakInL, &engine.peakInR, &engine.peakOutL, &engine.peakOutR };
+
+    // Where the middle of a bar shows on a ring: left or right, outer or inner
+    const auto barAt = [this] (size_t meter, int bar)
+    {
+        const auto y = 80.0 + 266.0 + 0.008 * 266.0 - bar * 0.02 * 266.0 + 0.006 * 266.0;
+        const auto radius = meter == 0 || meter == 3 ? 228.5 : 206.5;
+        const auto x = std::sqrt (radius * radius - (y - 248.0) * (y - 248.0));
+        return pixel (600.0 + (meter < 2 ? -x : x), y);
+    };
+
+    for (size_t meter = 0; meter < 4; ++meter)
+    {
+        for (const auto& [level, lastBar] : { std::pair { 0.005f, 6 }, { 0.1f, 18 }, { 1.0f, 39 } })
+        {
+            juce::Colour last, above, peak;
+            ASSERT_TRUE (deliverMessagesUntil ([&, level = level, lastBar = lastBar]
+                                               {
+                *peaks[meter] = level; // as the audio thread does, before each tick
+                deliverMessages (50);
+                last = barAt (meter, lastBar);
+                above = barAt (meter, lastBar + 3);
+                return last == juce::Colour (0xffe6e6e6); },
+                                               6000))
+                << "meter " << meter << " at " << level;
+            EXPECT_LT (above.getBrightness(), 0.35f) << "meter " << meter << " at " << level;
+        }
+
+        EXPECT_EQ (barAt (meter, 40), juce::Colour (0xffffff00)) << "the peak of full scale is held in yellow";
+
+        // The other three stand still.
+        for (size_t other = meter + 1; other < 4; ++other)
+            EXPECT_LT (barAt (other, 10).getBrightness(), 0.35f);
+    }
+
+    // Between the rings the track shows; a reading empties the peaks.
+    EXPECT_EQ (pixel (600.0 - 217.5 * std::sin (1.2), 248.0 - 217.5 * std::cos (1.2)), juce::Colour (0xff1b0e15));
+    EXPECT_EQ (pixel (600.0 + 217.5 * std::sin (1.2), 248.0 - 217.5 * std::cos (1.2)), juce::Colour (0xff1b0e15));
+    EXPECT_NE (pixel (600.0 - 244.0, 248.0), juce::Colour (0xff1b0e15));
+    EXPECT_NE (pixel (600.0 - 190.0, 248.0), juce::Colour (0xff1b0e15));
+    EXPECT_EQ (engine.peakInL, 0.0f);
+}
+
+TEST (Meter, RisesAtOnceFallsByAFifthAndHoldsItsPeak)
+{
+    VUMeterCircle meter;
+    meter.setLevel (0.5f);
+    EXPECT_FLOAT_EQ (meter.level, 0.5f);
+    EXPECT_FLOAT_EQ (meter.peak, 0.5f);
+    meter.setLevel (0.0f);
+    EXPECT_FLOAT_EQ (meter.level, 0.4f);
+
+    for (int tick = 2; tick < 50; ++tick)
+    {
+        meter.setLevel (0.1f);
+        EXPECT_FLOAT_EQ (meter.peak, 0.5f) << tick;
+    }
+    meter.setLevel (0.1f);
+    EXPECT_NEAR (meter.peak, 0.1f, 0.001f) << "after fifty updates the peak drops to the level";
+
+    for (int i = 0; i < 500; ++i)
+        meter.setLevel (0.0f);
+    EXPECT_GT (meter.level, 0.0f);
+
+    for (const auto beyond : { std::numeric_limits<float>::infinity(), 1e38f })
+    {
+        meter.setLevel (beyond);
+        for (int i = 0; i < 200; ++i)
+            meter.setLevel (0.2f);
+        EXPECT_NEAR (meter.level, 0.2f, 1e-3f);
+        EXPECT_NEAR (meter.peak, 0.2f, 1e-3f);
+    }
+}
+
+TEST_F (Window, LetsKnobsBeTurnedAndTyped)
+{
+    open();
+    auto& size = knob ("ReverbSize");
+    EXPECT_EQ (size.label.getText(), "SIZE");
+    EXPECT_EQ (size.label.getFont().getTypefaceName(), "Avenir");
+    EXPECT_EQ (knob ("Position").label.getText(), "POSITION");
+
+    screen.moveTo (centreOf (size.slider));
+    EXPECT_EQ (size.label.getText(), "33  ") << "the value, a blank, and the unit, which is one too";
+    EXPECT_TRUE (size.label.getFont().isBold());
+    EXPECT_NEAR (size.label.getFont().getHeight(), 46 * 0.5f * 0.7f, 0.01f);
+
+    // Drag: up is more, down is less, and it stops at the ends.
+    screen.drag (centreOf (size.slider), centreOf (size.slider).translated (0, -60));
+    const auto dragged = get (*processor, "ReverbSize");
+    EXPECT_GT (dragged, 40.0f);
+    EXPECT_EQ (dragged, std::round (dragged));
+    screen.drag (centreOf (size.slider), centreOf (size.slider).translated (0, 400));
+    EXPECT_EQ (get (*processor, "ReverbSize"), 0.0f);
+
+    // The wheel: one step a notch, whatever the range
+    for (const auto& [id, step] : { std::pair { "ReverbSize", 1.0f }, { "ReverbLo", 0.2f } })
+    {
+        set (*processor, id, 5.0f);
+        screen.click (centreOf (knob (id).slider), 4);
+        EXPECT_NEAR (get (*processor, id), 5.0f + step, 1e-5f) << id;
+        screen.click (centreOf (knob (id).slider), 5);
+        screen.click (centreOf (knob (id).slider), 5);
+        EXPECT_NEAR (get (*processor, id), 5.0f - step, 1e-5f) << id;
+    }
+
+    // A double click on the dial returns to the default.
+    screen.click (centreOf (size.slider));
+    screen.click (centreOf (size.slider));
+    EXPECT_EQ (get (*processor, "ReverbSize"), 33.0f);
+
+    // A click on the caption opens an entry with the bare number.
+    editor->getPeer()->grabFocus();
+    screen.click (centreOf (size.label));
+    auto* const entry = size.label.getCurrentTextEditor();
+    ASSERT_NE (entry, nullptr);
+    EXPECT_EQ (entry->getText(), "33");
+    screen.type ("71");
+    screen.moveTo (at (600, 540));
+    EXPECT_TRUE (size.label.isBeingEdited()) << "the mouse may leave";
+    EXPECT_EQ (entry->getText(), "71");
+    screen.key ("Return");
+    EXPECT_EQ (get (*processor, "ReverbSize"), 71.0f);
+    EXPECT_EQ (size.label.getText(), "SIZE");
+
+    for (const auto& [typed, value] : { std::pair { "-5", 0.0f }, { "999", 100.0f }, { "nan", 100.0f }, { "12 rooms", 12.0f }, { "", 0.0f } })
+    {
+        screen.click (centreOf (size.label));
+        ASSERT_NE (size.label.getCurrentTextEditor(), nullptr);
+        size.label.getCurrentTextEditor()->setText (typed);
+        size.label.hideEditor (false);
+        deliverMessages (50);
+        EXPECT_EQ (get (*processor, "ReverbSize"), value) << typed;
+    }
+    screen.moveTo (centreOf (knob ("ReverbHi").slider));
+    EXPECT_EQ (knob ("ReverbHi").label.getText(), "-1.4 dB");
+}
+
+TEST_F (Window, LearnsControllersFromItsMenus)
+{
+    open();
+    auto& map = processor->midiControllers;
+    const char* const ids[] { "ReverbSize", "ReverbMod", "ReverbLo", "ReverbHi", "Position" };
+
+    for (size_t i = 0; i < 5; ++i)
+    {
+        EXPECT_EQ (knob (ids[i]).midiIndex, static_cast<int> (i));
+        EXPECT_EQ (rightClick (centreOf (knob (ids[i]).slider)).joinIntoString ("|"), "Start MIDI Learn...");
+        choose ("Start MIDI Learn...");
+        EXPECT_EQ (map[i], -2);
+        EXPECT_EQ (rightClick (centreOf (knob (ids[i]).label)).joinIntoString ("|"), "Stop MIDI Learn...") << "also from the caption";
+        choose ("Stop MIDI Learn...");
+        EXPECT_EQ (map[i], -1);
+
+        map[i] = 12;
+        EXPECT_EQ (rightClick (centreOf (knob (ids[i]).slider)).joinIntoString ("|"), "Detach from MIDI Automation...|Midi Controller: 12|Start MIDI Learn...");
+        choose ("Midi Controller: 12");
+        EXPECT_EQ (map[i], 12);
+        rightClick (centreOf (knob (ids[i]).slider));
+        choose ("Detach from MIDI Automation...");
+        EXPECT_EQ (map[i], -1);
+    }
+
+    EXPECT_EQ (midiLearnMenu (-3).getNumItems(), 0);
+    EXPECT_FALSE (knob ("ReverbSize").label.isBeingEdited()) << "a right click opens no entry";
+    lamp ("Bypass").midiIndex = -1;
+    EXPECT_EQ (rightClick (centreOf (lamp ("Bypass"))).size(), 0);
+}
+
+TEST_F (Window, ShowsTooltipsIfAskedTo)
+{
+    open();
+    const auto windowsBefore = screen.numWindows();
+    screen.moveTo (centreOf (knob ("ReverbMod").slider));
+    deliverMessages (1200);
+    EXPECT_EQ (screen.numWindows(), windowsBefore) << "off at first";
+
+    rightClick (at (600, 540));
+    choose ("Show Tooltips");
+    EXPECT_TRUE (settings().getBoolValue ("Show Tooltips"));
+    auto* const tip = allOf<juce::TooltipWindow> (*editor).front();
+    screen.moveTo (centreOf (knob ("ReverbMod").slider).translated (3, 0));
+    EXPECT_TRUE (deliverMessagesUntil ([tip]
+                                       { return tip->isVisible(); },
+                                       3000));
+    EXPECT_EQ (knob ("ReverbMod").slider.getTooltip(), "Determines the amount of detuning of the reverb. Increasing depth results in a fuller, richer sound");
+    EXPECT_LE (tip->getWidth(), 430);
+
+    screen.moveTo (at (600, 540));
+    rightClick (at (600, 540));
+    choose ("Show Tooltips");
+    EXPECT_FALSE (settings().getBoolValue ("Show Tooltips"));
+    screen.moveTo (centreOf (knob ("ReverbMod").slider));
+    deliverMessages (1200);
+    EXPECT_FALSE (tip->isVisible());
+}
+
+TEST_F (Window, ChoosesPresets)
+{
+    const auto user = getUserPresetFolder (processor->settings), factory = home.getChildFile ("factory");
+    write (user.getChildFile ("Mine.xml"), 11);
+    write (user.getChildFile ("Pads/Deep.xml"), 22);
+    write (factory.getChildFile ("Halls/Big.xml"), 77);
+    write (factory.getChildFile ("Rooms/Small.xml"), 5);
+
+    open();
+    EXPECT_EQ (selector().getText(), "");
+    auto& manager = *processor->presetManager;
+    manager.factoryRoot.folder = factory;
+    manager.rescan();
+    deliverMessages (50);
+
+    screen.click (centreOf (selector()));
+    deliverMessages (200);
+    EXPECT_EQ (menuTexts().joinIntoString ("|"), "User Presets|Pads|Mine|Factory Presets|Halls|Rooms|Save|Save as..|Load|Set as default|Show user preset folder|Show factory preset folder|Change user preset location|Rescan presets");
+    choose ("Mine");
+    EXPECT_EQ (get (*processor, "ReverbSize"), 11.0f);
+    EXPECT_EQ (selector().getText(), "Mine");
+
+    // The same again is a reload.
+    set (*processor, "ReverbSize", 60.0f);
+    screen.click (centreOf (selector()));
+    deliverMessages (200);
+    for (const auto& [text, row] : menuRows())
+        EXPECT_EQ (row->getAccessibilityHandler()->getCurrentState().isChecked(), text == "Mine") << text;
+    choose ("Mine");
+    EXPECT_EQ (get (*processor, "ReverbSize"), 11.0f);
+
+    // The arrows: next is on the right.
+    screen.click (at (944, 37));
+    EXPECT_EQ (selector().getText(), "Deep");
+    screen.click (at (944, 37));
+    EXPECT_EQ (get (*processor, "ReverbSize"), 77.0f);
+    screen.click (at (878, 37));
+    screen.click (at (878, 37));
+    screen.click (at (878, 37));
+    EXPECT_EQ (selector().getText(), "Small") << "the last precedes the first";
+
+    // The way to the current preset is ticked, and choosing it loads nothing.
+    screen.click (centreOf (selector()));
+    deliverMessages (200);
+    for (const auto& [text, row] : menuRows())
+        if (text == "Rooms" || text == "Halls")
+        {
+            EXPECT_EQ (row->getAccessibilityHandler()->getCurrentState().isChecked(), text == "Rooms") << text;
+        }
+    closeMenu();
+
+    screen.click (centreOf (selector()));
+    deliverMessages (200);
+    choose ("Set as default");
+    EXPECT_EQ (settings().getValue ("defaultPreset"), factory.getChildFile ("Rooms/Small.xml").getFullPathName());
+
+    // "Save" on a factory preset asks for a name, and closing the window with the chooser open does no harm.
+    const auto before = factory.getChildFile ("Rooms/Small.xml").loadFileAsString();
+    set (*processor, "ReverbSize", 60.0f);
+    screen.click (centreOf (selector()));
+    deliverMessages (200);
+    choose ("Save");
+    deliverMessages (300);
+    EXPECT_EQ (factory.getChildFile ("Rooms/Small.xml").loadFileAsString(), before);
+    editor.reset();
+    deliverMessages (200);
+    EXPECT_EQ (processor->presetManager, nullptr);
+}
+
+TEST_F (Window, FollowsAHostThatRestoresAState)
+{
+    open();
+    std::thread ([this]
+                 {
+        const juce::String xml ("<ReverbParams presetName='/somewhere/Far Away.xml'><PARAM id='ReverbSize' value='80'/><PARAM id='Bypass' value='0'/></ReverbParams>");
+        juce::MemoryOutputStream chunk;
+        chunk << "VC2!";
+        chunk.writeInt (static_cast<int> (xml.getNumBytesAsUTF8()));
+        chunk << xml;
+        restore (*processor, chunk.getMemoryBlock()); })
+        .join();
+    EXPECT_TRUE (deliverMessagesUntil ([this]
+                                       { return selector().getText() == "Far Away"; }));
+    EXPECT_EQ (selector().getSelectedId(), 0) << "it is in neither folder";
+    deliverMessages (80);
+    EXPECT_EQ (knob ("ReverbSize").slider.getValue(), 80.0);
+    EXPECT_FALSE (lamp ("Bypass").button.getToggleState());
+}
+
+TEST_F (Window, ServesKeyboardsAndScreenReaders)
+{
+    open();
+    const auto order = editor->createKeyboardFocusTraverser()->getAllComponents (editor.get());
+    juce::StringArray titles;
+    for (auto* component : order)
+        titles.add (component->getTitle());
+    titles.sort (false);
+    EXPECT_EQ (titles.joinIntoString ("|"), "Effect|Hi|Hi value|Insert Mode|Lo|Lo value|Next preset|Position|Position value|Preset|Previous preset|Size|Size value|Spin|Spin value|Version");
+
+    // Keys turn and switch what has the focus.
+    editor->getPeer()->grabFocus();
+    knob ("ReverbSize").slider.grabKeyboardFocus();
+    deliverMessages (100);
+    screen.key ("Up");
+    EXPECT_EQ (get (*processor, "ReverbSize"), 34.0f);
+    screen.key ("Down");
+    screen.key ("Down");
+    EXPECT_EQ (get (*processor, "ReverbSize"), 32.0f);
+    lamp ("Bypass").button.grabKeyboardFocus();
+    screen.key ("Return");
+    EXPECT_EQ (get (*processor, "Bypass"), 0.0f);
+
+    screen.click (at (600, 592));
+    EXPECT_TRUE (std::any_of (editor->getChildren().begin(), editor->getChildren().end(), [] (auto* child)
+                              {
+        const auto* const label = dynamic_cast<juce::Label*> (child);
+        return label != nullptr && label->getText() == "Varnel Reverb 1.1.1 (r947) hash e6619a6e"; }));
+}
+
+TEST_F (Window, MayBeOneOfMany)
+{
+    open();
+    auto second = std::make_unique<VarnelReverbAudioProcessor>();
+    std::unique_ptr<juce::AudioProcessorEditor> other (second->createEditor());
+    EXPECT_EQ (&other->getLookAndFeel(), &editor->getLookAndFeel());
+    other.reset();
+    second.reset();
+
+    // The first is none the worse for it.
+    screen.click (centreOf (lamp ("Bypass")));
+    EXPECT_EQ (pixel (centreOf (lamp ("Bypass"))), juce::Colour (0xff555555));
+    screen.click (centreOf (selector()));
+    deliverMessages (200);
+    EXPECT_EQ (menuTexts().joinIntoString ("|"), "User Presets|Factory Presets|Save|Save as..|Load|Set as default|Show user preset folder|Show factory preset folder|Change user preset location|Rescan presets") << "no presets at all";
+
+    // Closed while its menus are open: the selector's, a knob's, the panel's
+    editor.reset();
+    deliverMessages (200);
+    open();
+    rightClick (centreOf (knob ("ReverbLo").slider));
+    editor.reset();
+    deliverMessages (200);
+    open();
+    rightClick (at (600, 540));
+    editor.reset();
+    deliverMessages (200);
+}
+
+// The address sanitizer looks for leaks in memory; the server counts its own.
+TEST_F (Window, OpensAThousandTimesAndLeavesNothing)
+{
+    const auto cycle = [this] (int times)
+    {
+        for (int i = 0; i < times; ++i)
+        {
+            editor.reset (static_cast<VarnelReverbAudioProcessorEditor*> (processor->createEditor()));
+            editor->addToDesktop (juce::ComponentPeer::windowIsTemporary);
+            editor->setVisible (true);
+            deliverMessagesUntil ([]
+                                  { return true; });
+            editor.reset();
+        }
+        deliverMessages (200);
+    };
+
+    cycle (20);
+    const auto windows = screen.numWindows();
+    const auto resources = screen.numResources();
+    cycle (1000);
+    EXPECT_EQ (screen.numWindows(), windows);
+    EXPECT_LE (screen.numResources(), resources + 10);
+}
+
+//==============================================================================
+namespace
+{
+
+/** What the selector's menu holds, a line each: texts with ids, sub-menus indented, spacers by their height. */
+juce::String describe (const juce::PopupMenu& menu, const juce::String& indent = {})
+{
+    juce::String lines;
+
+    for (juce::PopupMenu::MenuItemIterator iterator (menu); iterator.next();)
+    {
+        auto& item = iterator.getItem();
+
+        if (item.customComponent != nullptr)
+        {
+            int width = 0, height = 0;
+            item.customComponent->getIdealSize (width, height);
+            lines << indent << "spacer " << height;
+        }
+        else if (item.isSeparator)
+            lines << indent << "---";
+        else if (item.itemID == -1 || item.isSectionHeader)
+            lines << indent << (item.isSectionHeader ? "# " : item.isEnabled ? ""
+                                                                             : "(off) ")
+                  << item.text;
+        else
+            lines << indent << item.itemID << " " << (item.isEnabled ? "" : "(off) ") << item.text;
+
+        lines << (item.shouldBreakAfter ? " |\n" : "\n");
+
+        if (item.subMenu != nullptr)
+            lines << describe (*item.subMenu, indent + "  ");
+    }
+
+    return lines;
+}
+
+class Menu : public FreshHome
+{
+protected:
+    juce::String menuWith (const juce::StringArray& userFiles, const juce::StringArray& factoryFiles, const juce::String& current = {})
+    {
+        const auto user = getUserPresetFolder (processor.settings), factory = home.getChildFile ("factory");
+        user.deleteRecursively();
+        factory.deleteRecursively();
+        user.createDirectory();
+        for (const auto& [root, files] : { std::pair { user, userFiles }, { factory, factoryFiles } })
+            for (const auto& file : files)
+                root.getChildFile (file + ".xml").create();
+
+        processor.currentPresetFile = current.isEmpty() ? juce::File() : home.getChildFile (current);
+        PresetManager manager (processor);
+        manager.factoryRoot.folder = factory;
+        manager.rescan();
+        ComboBoxImproved box;
+        const PresetManager::ComboBoxAttachment attachment (manager, box);
+        shown = box.getText();
+        selected = box.getSelectedId();
+        return describe (*box.getRootMenu());
+    }
+
+    static juce::StringArray numbered (int count)
+    {
+        juce::StringArray names;
+        for (int i = 0; i < count; ++i)
+            names.add (juce::String::charToString (static_cast<juce::juce_wchar> ('a' + i)) + "/p");
+        return names;
+    }
+
+    VarnelReverbAudioProcessor processor;
+    juce::String shown;
+    int selected = 0;
+};
+
+const juce::String commands ("(off) Save\nSave as..\nLoad\n---\n(off) Set as default\n---\nShow user preset folder\nShow factory preset folder\nChange user preset location\nRescan presets\nspacer 10\n");
+
+} // namespace
+
+TEST_F (Menu, LaysOutPresetsInColumns)
+{
+    EXPECT_EQ (menuWith ({}, {}), "spacer 5\n0 (off) User Presets\n0 (off) factory\n---\n" + commands);
+    EXPECT_EQ (menuWith ({ "one", "Pads/two" }, { "New" }), "spacer 5\n0 User Presets\n  1 one\n  0 Pads\n    2 two\n0 factory\n  3 New\n---\n" + commands);
+
+    // A root's loose files take their ids first, though they stand below the folders.
+    EXPECT_EQ (menuWith ({ "loose", "Pads/Deep/down", "Pads/two" }, { "New", "Halls/Big" }, "Documents/Ostry/Varnel Reverb/User Presets/Pads/Deep/down.xml"),
+               "# User Presets\nspacer 7\n-2 Pads\n  2 two\n  -2 Deep\n    3 down\n1 loose\nspacer 132 |\n"
+               "# Factory Presets\nspacer 7\n0 Halls\n  5 Big\n4 New\nspacer 154 |\nspacer 20\n"
+                   + commands.replace ("(off) ", ""));
+    EXPECT_EQ (shown, "down");
+    EXPECT_EQ (selected, 3);
+
+    // Spacers: the user's column counts folders and files, the factory's folders alone.
+    const auto columnsWith = [this] (int userFolders, int factoryFolders)
+    {
+        const auto text = menuWith (numbered (userFolders), numbered (factoryFolders));
+        juce::StringArray spacers;
+        for (const auto& line : juce::StringArray::fromLines (text))
+            if (line.startsWith ("spacer ") && line != "spacer 7" && line != "spacer 20" && line != "spacer 10")
+                spacers.add (line.fromFirstOccurrenceOf ("spacer ", false, false).upToFirstOccurrenceOf (" ", false, false));
+        return spacers.joinIntoString (",");
+    };
+    EXPECT_EQ (columnsWith (3, 12), "198");
+    EXPECT_EQ (columnsWith (3, 2), "110,132");
+    EXPECT_EQ (columnsWith (0, 2), "176,132");
+    EXPECT_EQ (columnsWith (12, 2), "220");
+    EXPECT_EQ (columnsWith (9, 9), "");
+
+    menuWith ({ "a" }, {}, "elsewhere/Foreign.xml");
+    EXPECT_EQ (shown, "Foreign");
+    EXPECT_EQ (selected, 0);
+
+    // Hosts of one format keep a default of their own.
+    juce::PluginHostType::jucePlugInClientCurrentWrapperType = juce::AudioProcessor::wrapperType_AAX;
+    EXPECT_FALSE (menuWith ({}, {}).contains ("Set as default"));
+    juce::PluginHostType::jucePlugInClientCurrentWrapperType = juce::AudioProcessor::wrapperType_Undefined;
+}

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 // The main function of tests that need a screen: JuceMain.cpp's, with an X server of their own.
 
-#include "XScreen.h"
 #include "TemporaryHome.h"
+#include "XScreen.h"
 
 #include <gtest/gtest.h>
 

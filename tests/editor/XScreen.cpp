@@ -5,6 +5,7 @@
 
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
+#include <X11/extensions/XRes.h>
 #include <X11/extensions/XTest.h>
 #include <X11/keysym.h>
 
@@ -122,6 +123,35 @@ int XScreen::numWindows() const
     XQueryTree (pimpl->display, DefaultRootWindow (pimpl->display), &root, &parent, &children, &count);
     XFree (children);
     return static_cast<int> (count);
+}
+
+int XScreen::numResources() const
+{
+    int numClients = 0, total = 0;
+    XResClient* clients = nullptr;
+    XResQueryClients (pimpl->display, &numClients, &clients);
+
+    for (int i = 0; i < numClients; ++i)
+    {
+        int numTypes = 0;
+        XResType* types = nullptr;
+        XResQueryClientResources (pimpl->display, clients[i].resource_base, &numTypes, &types);
+
+        for (int type = 0; type < numTypes; ++type)
+        {
+            auto* const name = XGetAtomName (pimpl->display, types[type].resource_type);
+
+            if (std::string (name) != "COLORMAP")
+                total += static_cast<int> (types[type].count);
+
+            XFree (name);
+        }
+
+        XFree (types);
+    }
+
+    XFree (clients);
+    return total;
 }
 
 //==============================================================================

@@ -30,6 +30,10 @@ public:
     /** How many windows there are, of whomever. */
     int numWindows() const;
 
+    /** How many resources the server keeps for all its clients. Colour maps do not count: JUCE makes one for each window
+        and leaves it. */
+    int numResources() const;
+
 private:
     struct Pimpl;
     std::unique_ptr<Pimpl> pimpl;

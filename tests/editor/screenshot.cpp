@@ -2,9 +2,9 @@
 // Usage: screenshot FOLDER PRESETS
 // Writes pictures of the window into a folder: at three sizes, with music in its meters, and with its menu open.
 
-#include "XScreen.h"
 #include "Support.h"
 #include "TemporaryHome.h"
+#include "XScreen.h"
 
 #include "presets/PresetManager.h"
 

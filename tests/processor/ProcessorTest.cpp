@@ -29,7 +29,7 @@ struct Prepared
         return buffer;
     }
 
-    VarnelReverbAudioProcessor processor;
+    VarnelReverbAudioProcessor processor { VarnelReverbAudioProcessor::UserSettings::ignored };
     juce::MidiBuffer midi;
 };
 
