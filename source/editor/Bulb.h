@@ -3,6 +3,8 @@
 
 #include <juce_gui_basics/juce_gui_basics.h>
 
+#include <utility>
+
 namespace varnel
 {
 
@@ -10,7 +12,12 @@ namespace varnel
 class Bulb : public juce::Component
 {
 public:
-    juce::uint8 brightness = 0; ///< 0 is black, 255 white
+    /** @param newBrightness  0 is black, 255 white */
+    void setBrightness (juce::uint8 newBrightness)
+    {
+        if (std::exchange (brightness, newBrightness) != newBrightness)
+            repaint();
+    }
 
     void paint (juce::Graphics& g) override
     {
@@ -22,6 +29,9 @@ public:
         g.setColour (juce::Colours::black);
         g.drawEllipse (stroke / 2.0f, stroke / 2.0f, w - stroke, w - stroke, stroke);
     }
+
+private:
+    juce::uint8 brightness = 0;
 };
 
 } // namespace varnel

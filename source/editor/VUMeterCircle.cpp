@@ -13,9 +13,17 @@ constexpr int numBars = 50, firstRedBar = 40;
 constexpr int updatesOfHold = 50;
 
 /** Where a magnitude stands, in bars: a cube root makes room for soft sounds. */
-double barsFor (float magnitude)
+double barsFor (float magnitude) noexcept
 {
     return juce::jlimit (0.0f, 1.0f, std::cbrt (magnitude * 0.51f)) * static_cast<double> (numBars);
+}
+
+/** The bar of a held peak: the one that the peak has reached. */
+int peakBarFor (float magnitude) noexcept
+{
+    const auto held = barsFor (magnitude);
+    const auto below = static_cast<int> (held);
+    return held - below > 0.01 ? below + 1 : below;
 }
 
 } // namespace
@@ -60,7 +68,35 @@ void VUMeterCircle::setLevel (float value)
         holdCounter = updatesOfHold;
     }
 
-    repaint();
+    repaintWhatChanged();
+}
+
+/** A meter that stands still costs nothing, and one that moves the rows in which it moves. */
+void VUMeterCircle::repaintWhatChanged()
+{
+    const auto lit = barsFor (level);
+    const auto peakBar = peakBarFor (peak);
+
+    const auto repaintBars = [this] (int lowest, int highest)
+    {
+        const auto barTop = [this] (int bar)
+        { return static_cast<float> (getHeight()) * (1.008f - 0.02f * static_cast<float> (bar)); };
+
+        repaint (juce::Rectangle<float> (0.0f, barTop (highest), static_cast<float> (getWidth()), barTop (lowest - 1) - barTop (highest)).getSmallestIntegerContainer());
+    };
+
+    if (std::abs (lit - shownLit) >= 1.0 / 255.0)
+    {
+        repaintBars (static_cast<int> (std::min (lit, shownLit)), static_cast<int> (std::max (lit, shownLit)) + 1);
+        shownLit = lit;
+    }
+
+    if (peakBar != shownPeakBar)
+    {
+        repaintBars (peakBar, peakBar);
+        repaintBars (shownPeakBar, shownPeakBar);
+        shownPeakBar = peakBar;
+    }
 }
 
 void VUMeterCircle::paint (juce::Graphics& g)
@@ -100,10 +136,8 @@ void VUMeterCircle::paint (juce::Graphics& g)
         fillBar (whole + 1);
     }
 
-    const auto held = barsFor (peak);
-    const auto below = static_cast<int> (held);
     g.setColour (juce::Colour (0xffffff00));
-    fillBar (held - below > 0.01 ? below + 1 : below);
+    fillBar (peakBarFor (peak));
 }
 
 } // namespace varnel

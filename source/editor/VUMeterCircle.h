@@ -31,6 +31,10 @@ public:
     float arcCentreY = 0.0f; ///< of the ring, in the meter's own pixels; its x is the edge between left and right
 
 private:
+    void repaintWhatChanged();
+
+    double shownLit = 0.0; ///< bars, when they were last repainted
+    int shownPeakBar = 0;
     juce::Image bars; ///< all of them, unlit
 
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (VUMeterCircle)

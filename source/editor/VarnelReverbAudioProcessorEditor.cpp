@@ -291,8 +291,7 @@ void VarnelReverbAudioProcessorEditor::timerCallback()
         meters[left + 1].setLevel (levels[1]);
     }
 
-    spinBulb.brightness = static_cast<juce::uint8> (juce::jlimit (23.0f, 255.0f, std::abs (engine.spinPhase) * 255.0f));
-    spinBulb.repaint();
+    spinBulb.setBrightness (static_cast<juce::uint8> (juce::jlimit (23.0f, 255.0f, std::abs (engine.spinPhase) * 255.0f)));
 }
 
 //==============================================================================
