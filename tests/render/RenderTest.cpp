@@ -340,6 +340,57 @@ TEST_F (Render, StartsFromStatesAndPresetsAndWritesThem)
     EXPECT_EQ (file ("in.wav").loadFileAsString(), before);
 }
 
+TEST_F (Render, FindsPresetsByName)
+{
+    const auto home = juce::File::getSpecialLocation (juce::File::userHomeDirectory);
+    const auto user = home.getChildFile ("Documents/Ostry/Varnel Reverb/User Presets");
+    const auto save = [&] (const juce::String& path, int size)
+    {
+        user.getChildFile (path).create();
+        user.getChildFile (path).replaceWithText ("<ReverbParams presetName=''><PARAM id='ReverbSize' value='" + juce::String (size) + "'/></ReverbParams>");
+    };
+    save ("Mine.xml", 1);
+    save ("A/Twice.xml", 2);
+    save ("B/Twice.xml", 3);
+    save ("B/twice.xml", 4);
+    save ("Deep/Er/Down.xml", 5);
+    save ("B/New Sound.xml", 6);
+
+    const auto sizeOf = [this] (const juce::String& name)
+    {
+        const auto result = render ("--preset '" + name + "' --save-preset found.xml");
+        EXPECT_EQ (result.status, 0) << result.err;
+        const auto xml = juce::parseXML (file ("found.xml"));
+        return xml != nullptr ? xml->getChildByAttribute ("id", "ReverbSize")->getIntAttribute ("value") : -1;
+    };
+
+    EXPECT_EQ (sizeOf ("Mine"), 1);
+    EXPECT_EQ (sizeOf ("mine"), 1);
+    EXPECT_EQ (sizeOf ("A/Twice"), 2);
+    EXPECT_EQ (sizeOf ("B/twice"), 4) << "letter case decides where it can";
+    EXPECT_EQ (sizeOf ("twice"), 4);
+    EXPECT_EQ (sizeOf ("Er/Down"), 5);
+    EXPECT_EQ (sizeOf ("Deep/Er/Down"), 5);
+    EXPECT_EQ (sizeOf (user.getChildFile ("B/Twice.xml").getFullPathName()), 3);
+    EXPECT_EQ (sizeOf ("New Sound"), 6) << "the user's presets come first";
+
+    expectRefusal (render ("--preset Twice --save-preset out.xml"), 1, { "\"Twice\"", "several", "\"A/Twice\"", "\"B/Twice\"" });
+    expectRefusal (render ("--preset Mime --save-preset out.xml"), 1, { "\"Mime\"", "no such file or preset", "near it", "\"Mine\"" });
+    expectRefusal (render ("--preset Xyzzy --save-preset out.xml"), 1, { "\"Xyzzy\"", "--list-presets" });
+    expectRefusal (render ("--preset '' --save-preset out.xml"), 1, { "no such file or preset" });
+
+    // The list has the flat order: the user's six, then the factory's, which a build tree brings.
+    const auto list = render ("--list-presets").out;
+    const auto lines = juce::StringArray::fromLines (list.trimEnd());
+    EXPECT_EQ (lines[0], user.getFullPathName());
+    EXPECT_EQ (lines[1], "     0  Mine");
+    EXPECT_EQ (lines[2], "     1  A/Twice");
+    EXPECT_EQ (lines[6], "     5  Deep/Er/Down");
+    EXPECT_TRUE (list.contains ("\n     6  New Sound\n     7  Ambience/")) << list;
+    EXPECT_GE (lines.size(), 2 + 6 + 61);
+    home.getChildFile ("Documents").deleteRecursively();
+}
+
 TEST_F (Render, KeepsOutOfTheUsersSettings)
 {
     write ("in.wav", audio (2, 3000));
