@@ -18,6 +18,7 @@ enum class Signal
 {
     noise,
     silenceAfterTail,
+    denormals,
     sweepingSize
 };
 
@@ -38,6 +39,11 @@ struct Block
     {
         left = signal == Signal::silenceAfterTail ? silence : noiseL;
         right = signal == Signal::silenceAfterTail ? silence : noiseR;
+
+        if (signal == Signal::denormals)
+            for (auto* channel : { &left, &right })
+                for (auto& value : *channel)
+                    value *= 1e-39f;
     }
 
     std::array<float, blockSize> noiseL, noiseR, silence {}, left {}, right {};
@@ -109,5 +115,6 @@ void juceReverb (benchmark::State& state, Signal signal)
 
 BENCHMARK_CAPTURE (engine, noise, Signal::noise)->Arg (44100)->Arg (48000)->Arg (96000)->Arg (192000);
 BENCHMARK_CAPTURE (engine, silence, Signal::silenceAfterTail)->Arg (44100)->Arg (48000)->Arg (96000)->Arg (192000);
+BENCHMARK_CAPTURE (engine, denormals, Signal::denormals)->Arg (48000);
 BENCHMARK_CAPTURE (engine, sweep, Signal::sweepingSize)->Arg (44100)->Arg (48000)->Arg (96000)->Arg (192000);
 BENCHMARK_CAPTURE (juceReverb, noise, Signal::noise)->Arg (48000);

@@ -172,9 +172,21 @@ void ReverbEngine::processBlock (float* const* channels, int numChannels, int nu
             processSamples<true> (channels, numSamples);
         else
             processSamples<false> (channels, numSamples);
+
+        if (! isFinite())
+            clear();
     }
 
     wasBypassed = bypass;
+}
+
+/** Whether all that was heard so far were numbers. The output's shelves hear the early and the late signal, whatever their
+    weights, and what is no number stays in them for ever; so they tell of every bad sample that has come out of a
+    delay line. Looking at them costs nothing, and does not touch the signal. */
+bool ReverbEngine::isFinite() const noexcept
+{
+    const auto sum = (outLowL.state + outLowR.state) + (outHighL.state + outHighR.state);
+    return sum - sum == 0.0f; // NOLINT: not so for infinities and what is no number
 }
 
 /** Hands the stages what was set since the last block. */

@@ -55,6 +55,8 @@ public:
 
     /** Processes channels 0 and 1 in place and leaves all others alone.
         While the engine is bypassed the samples stay as they are.
+        A sample that is no number, or so large that a sum is none, spoils the output until the end of the block in
+        which it leaves the delay lines; the engine then forgets its tail and goes on.
         @param channels     numChannels pointers to numSamples samples each
         @param numChannels  0 does nothing, 1 gives the mean of both outputs
         @param numSamples   any number, also none */
@@ -150,6 +152,7 @@ public:
 private:
     std::array<AllpassStage*, 12> allpassStages() noexcept;
     void clear() noexcept;
+    bool isFinite() const noexcept;
     void setWeights() noexcept;
     void takeSettings() noexcept;
 

@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cmath>
+#include <limits>
 #include <numeric>
 
 using varnel::ReverbEngine;
@@ -405,4 +406,41 @@ TEST (ReverbEngine, HoldsThePeaksUntilTheyAreRead)
     auto nothing = silence (2, 100);
     run (*quiet, nothing, 100);
     EXPECT_EQ (quiet->peakInL, 0.0f);
+}
+
+TEST (ReverbEngine, GetsOverSamplesThatAreNoNumbers)
+{
+    constexpr int blockSize = 64, badSample = 1000, length = 44100;
+    constexpr auto infinity = std::numeric_limits<float>::infinity();
+
+    for (const auto bad : { std::numeric_limits<float>::quiet_NaN(), infinity, -infinity, 3e38f, 1e30f })
+        for (const auto size : { 0.0f, 33.0f, 100.0f })
+        {
+            auto engine = preparedEngine (44100.0, { { "ReverbSize", size }, { "ReverbLo", 12.0f }, { "ReverbHi", 12.0f } });
+            Noise noise;
+            auto channels = noiseChannels (noise, 2, length);
+            channels[1][badSample] = bad;
+            run (*engine, channels, blockSize);
+
+            // The bad sample itself, and what comes of it until the end of the block in which it leaves the pre-delay
+            const auto preDelay = static_cast<int> (engine->preDelayTarget[1] * 44100.0f);
+            const auto over = ((badSample + preDelay) / blockSize + 1) * blockSize;
+            auto loudest = 0.0f;
+            for (const auto& channel : channels)
+                for (int i = over; i < length; ++i)
+                {
+                    ASSERT_TRUE (std::isfinite (channel[static_cast<size_t> (i)])) << bad << " at Size " << size << ", sample " << i;
+                    loudest = std::max (loudest, std::abs (channel[static_cast<size_t> (i)]));
+                }
+
+            // The effect goes on: the tail of later noise is there.
+            auto tail = silence (2, 4410);
+            run (*engine, tail, blockSize);
+            EXPECT_GT (*std::max_element (tail[0].begin(), tail[0].end()), 1e-4f) << bad << " at Size " << size;
+
+            if (! std::isfinite (bad)) // the others are sounds like any other, if loud ones
+            {
+                EXPECT_LT (loudest, 100.0f) << bad << " at Size " << size;
+            }
+        }
 }
