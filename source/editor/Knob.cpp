@@ -38,7 +38,6 @@ TolvarKnob::TolvarKnob()
 {
     slider.setTextBoxStyle (juce::Slider::NoTextBox, false, 0, 0);
     slider.setWantsKeyboardFocus (true);
-    slider.setHasFocusOutline (true);
     addAndMakeVisible (slider);
     slider.addMouseListener (this, false);
     label.addMouseListener (this, false);

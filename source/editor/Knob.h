@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 #pragma once
 
+#include "KeyboardFocus.h"
 #include "MidiLearnMenu.h"
 
 #include <juce_audio_processors/juce_audio_processors.h>
@@ -32,7 +33,7 @@ public:
     void mouseDown (const juce::MouseEvent& event) override;
 
     /** A turn of the wheel moves it by a step of its range, whatever the range. */
-    class Dial : public juce::Slider
+    class Dial : public OutlinedByKeyboard<juce::Slider>
     {
     public:
         void mouseWheelMove (const juce::MouseEvent& event, const juce::MouseWheelDetails& wheel) override;

@@ -20,7 +20,6 @@ void TolvarToggle::Lamp::mouseUp (const juce::MouseEvent& event)
 TolvarToggle::TolvarToggle()
 {
     button.addMouseListener (this, false);
-    button.setHasFocusOutline (true);
     addAndMakeVisible (button);
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 #pragma once
 
+#include "KeyboardFocus.h"
 #include "MidiLearnMenu.h"
 
 #include <juce_audio_processors/juce_audio_processors.h>
@@ -26,7 +27,7 @@ public:
     void resized() override;
 
     /** A click that asks for the menu does not switch. */
-    class Lamp : public juce::ToggleButton
+    class Lamp : public OutlinedByKeyboard<juce::ToggleButton>
     {
     public:
         void mouseDown (const juce::MouseEvent& event) override;

@@ -118,9 +118,6 @@ VarnelReverbAudioProcessorEditor::VarnelReverbAudioProcessorEditor (VarnelReverb
     addAndMakeVisible (buildInfoButton);
     composeVersionLine();
 
-    for (auto* button : { &nextButton, &prevButton, &buildInfoButton })
-        button->setHasFocusOutline (true);
-
     setTitle (audioProcessor.getName());
     setFocusContainerType (FocusContainerType::keyboardFocusContainer);
 

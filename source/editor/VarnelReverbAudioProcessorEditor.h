@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Bulb.h"
+#include "KeyboardFocus.h"
 #include "Knob.h"
 #include "LookAndFeel.h"
 #include "TolvarToggle.h"
@@ -62,7 +63,7 @@ private:
     TolvarToggle bypassToggle, insertToggle;
     ComboBoxImproved presetSelector;
     PresetManager::ComboBoxAttachment presetAttachment;
-    juce::ImageButton nextButton, prevButton, buildInfoButton;
+    OutlinedByKeyboard<juce::ImageButton> nextButton, prevButton, buildInfoButton;
     juce::Image nextImageUp, nextImageDown, prevImageUp, prevImageDown;
     Bulb spinBulb;
     std::array<VUMeterCircle, 4> meters;

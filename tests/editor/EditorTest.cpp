@@ -590,11 +590,14 @@ TEST_F (Window, ServesKeyboardsAndScreenReaders)
     editor->getPeer()->grabFocus();
     knob ("ReverbSize").slider.grabKeyboardFocus();
     deliverMessages (100);
+    EXPECT_TRUE (knob ("ReverbSize").slider.hasFocusOutline());
     screen.key ("Up");
     EXPECT_EQ (get (*processor, "ReverbSize"), 34.0f);
     screen.key ("Down");
     screen.key ("Down");
     EXPECT_EQ (get (*processor, "ReverbSize"), 32.0f);
+    screen.click (centreOf (knob ("ReverbHi").slider));
+    EXPECT_FALSE (knob ("ReverbHi").slider.hasFocusOutline()) << "a click draws no frame round the dial";
     lamp ("Bypass").button.grabKeyboardFocus();
     screen.key ("Return");
     EXPECT_EQ (get (*processor, "Bypass"), 0.0f);
