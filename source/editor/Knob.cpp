@@ -57,6 +57,15 @@ TolvarKnob::TolvarKnob()
         takeValue();
     };
 
+    // An entry that is left unchanged or given up tells nobody else; what was typed is taken before the caption returns.
+    label.onEditorHide = [this]
+    {
+        juce::MessageManager::callAsync ([knob = SafePointer<TolvarKnob> (this)]
+                                         {
+            if (knob != nullptr)
+                knob->updateLabel(); });
+    };
+
     label.setColour (juce::Label::outlineColourId, juce::Colours::transparentBlack);
     label.setColour (juce::Label::backgroundWhenEditingColourId, juce::Colour (0x96131415));
     label.setColour (juce::Label::outlineWhenEditingColourId, juce::Colour (0x50131415));

@@ -424,6 +424,17 @@ TEST_F (Window, LetsKnobsBeTurnedAndTyped)
         deliverMessages (50);
         EXPECT_EQ (get (*processor, "ReverbSize"), value) << typed;
     }
+    // An entry that is given up, or left as it was, leaves the caption.
+    for (const auto* end : { "Escape", "Return" })
+    {
+        screen.click (centreOf (size.label));
+        ASSERT_NE (size.label.getCurrentTextEditor(), nullptr);
+        screen.moveTo (at (600, 540));
+        screen.key (end);
+        EXPECT_EQ (size.label.getText(), "SIZE") << end;
+        EXPECT_EQ (get (*processor, "ReverbSize"), 0.0f) << end;
+    }
+
     screen.moveTo (centreOf (knob ("ReverbHi").slider));
     EXPECT_EQ (knob ("ReverbHi").label.getText(), "-1.4 dB");
 }
