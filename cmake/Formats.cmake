@@ -28,6 +28,13 @@ function (varnel_finish_formats target)
         target_link_options (${target} INTERFACE -Wl,--as-needed)
     endif()
 
+    # Bundles are installed as they lie in the build tree, where nobody strips them.
+    foreach (format VST3 LV2)
+        if (TARGET ${target}_${format} AND NOT MSVC AND NOT APPLE)
+            target_link_options (${target}_${format} PRIVATE $<$<CONFIG:Release>:-Wl,--strip-all>)
+        endif()
+    endforeach()
+
     if (TARGET ${target}_LV2)
         # JUCE's generated header with the identifier comes too late where JUCE has been packaged.
         target_compile_definitions (${target}_LV2 PRIVATE JucePlugin_LV2URI="${VARNEL_LV2_URI}")

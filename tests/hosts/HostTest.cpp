@@ -133,8 +133,11 @@ TEST_P (Hosted, IntroducesItself)
     EXPECT_TRUE (plugin->hasEditor());
 
     for (const auto& row : varnel::parameterTable)
-        if (const auto* const parameter = parameterNamed (*plugin, row.name))
-            EXPECT_NEAR (parameter->getValue(), (row.defaultValue - row.start) / (row.end - row.start), 1e-6f) << row.name;
+    {
+        const auto* const parameter = parameterNamed (*plugin, row.name);
+        ASSERT_NE (parameter, nullptr);
+        EXPECT_NEAR (parameter->getValue(), (row.defaultValue - row.start) / (row.end - row.start), 1e-6f) << row.name;
+    }
 }
 
 TEST_P (Hosted, SoundsLikeTheProcessor)

@@ -114,12 +114,10 @@ TEST_F (Host, StoresAndRestoresOneChunk)
 
 TEST_F (Host, GetsAControllerAnsweredOnceAndInAGesture)
 {
-    Witness witness;
-    processor.addListener (&witness);
-
     sendOnAudioThread ({ { 20, 10 }, { 20, 127 }, { 25, 63 } });
     EXPECT_EQ (get (processor, "ReverbSize"), 33.0f) << "not on the audio thread";
-    witness.heard.clear();
+    Witness witness;
+    processor.addListener (&witness);
 
     // The timer does it, without anybody's help.
     EXPECT_TRUE (deliverMessagesUntil ([this]
@@ -128,12 +126,11 @@ TEST_F (Host, GetsAControllerAnsweredOnceAndInAGesture)
     EXPECT_TRUE (processor.engine.bypassed);
     deliverMessages (100);
     EXPECT_EQ (witness.heard.joinIntoString (", "), "begin 0, 0=1.000, end 0, begin 5, 5=0.496, end 5") << "and nothing goes back and forth";
+    processor.removeListener (&witness);
 
     sendOnAudioThread ({ { 25, 64 } });
     binding->answerMessages();
     EXPECT_EQ (get (processor, "Bypass"), 1.0f);
-
-    processor.removeListener (&witness);
 }
 
 TEST_F (Host, HearsWhoSpokeLast)
@@ -153,24 +150,22 @@ TEST_F (Host, HearsWhoSpokeLast)
 
     // Values between two steps, which the parameter moves, are changes like any other; so is no number.
     Witness witness;
-    processor.addListener (&witness);
     binding->setParameter ("Position", 0.503f);
     binding->setParameter ("ReverbLo", std::numeric_limits<float>::quiet_NaN());
-    witness.heard.clear();
+    processor.addListener (&witness);
     binding->answerMessages();
     EXPECT_EQ (witness.heard.joinIntoString (", "), "");
     processor.removeListener (&witness);
 
     // A hand on the knob: no gesture within its gesture.
     auto& parameter = *processor.parameterState.getParameter ("Position");
-    processor.addListener (&witness);
     parameter.beginChangeGesture();
     sendOnAudioThread ({ { 24, 0 } });
-    witness.heard.clear();
+    processor.addListener (&witness);
     binding->answerMessages();
     EXPECT_EQ (witness.heard.joinIntoString (", "), "4=0.000");
-    parameter.endChangeGesture();
     processor.removeListener (&witness);
+    parameter.endChangeGesture();
 }
 
 TEST_F (Host, MayLeaveWithAnswersPending)
