@@ -21,11 +21,10 @@ class BoundProcessor final : private MessageThreadPause,
                              public varnel::VarnelReverbAudioProcessor
 {
 public:
+    // Hosts leave a bus alone that is off at first, and then there is silence.
     BoundProcessor()
+        : VarnelReverbAudioProcessor (UserSettings::used, Buses::on)
     {
-        // Wrappers of formats turn the buses on themselves.
-        if (wrapperType == wrapperType_Standalone)
-            binding.setLayout (juce::AudioChannelSet::stereo(), juce::AudioChannelSet::stereo());
     }
 
     ~BoundProcessor() override { pause.emplace(); }

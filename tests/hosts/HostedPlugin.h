@@ -25,7 +25,11 @@ inline std::unique_ptr<juce::AudioPluginFormat> makeFormat (const Bundle& bundle
 struct Scanned
 {
     explicit Scanned (const Bundle& bundle)
-        : format (makeFormat (bundle)) { format->findAllTypesForFile (found, bundle.path); }
+        : format (makeFormat (bundle))
+    {
+        for (const auto& name : format->searchPathsForPlugins ({ juce::File (bundle.path).getParentDirectory().getFullPathName() }, true, false))
+            format->findAllTypesForFile (found, name);
+    }
 
     std::unique_ptr<juce::AudioPluginInstance> create (double sampleRate = 48000.0, int blockSize = 512)
     {
@@ -41,6 +45,7 @@ struct Scanned
 
 inline void prepare (juce::AudioPluginInstance& plugin, double sampleRate, int blockSize)
 {
+    plugin.releaseResources(); // or JUCE takes the new details for the old ones
     plugin.setRateAndBufferSizeDetails (sampleRate, blockSize);
     plugin.prepareToPlay (sampleRate, blockSize);
 }

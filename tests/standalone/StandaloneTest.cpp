@@ -2,6 +2,7 @@
 // The program varnel-reverb, and its window in the test's own process.
 
 #include "hosts/JackServer.h"
+#include "hosts/WindowManager.h"
 #include "standalone/StandaloneWindow.h"
 
 using varnel::StandaloneWindow;
@@ -12,7 +13,7 @@ namespace
 class Standalone : public WithJack
 {
 protected:
-    const juce::File programSettings = settingsFile.getSiblingFile ("Stand-alone.settings");
+    const WindowManager windowManager;
     juce::PropertiesFile::Options storage = []
     { auto options = varnel::settingsStorage (true); options.applicationName = "Stand-alone"; return options; }();
 
@@ -76,9 +77,9 @@ TEST_F (Standalone, AsksBeforeItCouldHowl)
         auto& processor = dynamic_cast<varnel::VarnelReverbAudioProcessor&> (*window.getAudioProcessor());
         EXPECT_EQ (get (processor, "ReverbMod"), 0.0f);
         processor.midiControllers[4] = varnel::VarnelReverbAudioProcessor::learning;
-        auto message = juce::MidiMessage::controllerEvent (2, 30, 127);
-        message.setTimeStamp (juce::Time::getMillisecondCounterHiRes() * 0.001);
-        window.pluginHolder->player.getMidiMessageCollector().addMessageToQueue (message);
+        auto controller = juce::MidiMessage::controllerEvent (2, 30, 127);
+        controller.setTimeStamp (juce::Time::getMillisecondCounterHiRes() * 0.001);
+        window.pluginHolder->player.getMidiMessageCollector().addMessageToQueue (controller);
         EXPECT_TRUE (deliverMessagesUntil ([&]
                                            { return get (processor, "Position") == 100.0f; }));
         EXPECT_EQ (processor.midiControllers[4], 30);
