@@ -18,8 +18,9 @@ inside() { env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C HOME=/root DEBIAN_
 
 step "A clean system"
 codename=$(. /etc/os-release && echo "${VERSION_CODENAME:?}")
-sources=(/etc/apt/sources.list.d/debian.sources /etc/apt/sources.list)
-mirror=$(sed -n -e 's/^URIs: *//p' -e 's/^deb \(\[[^]]*\] \)\?\([^ ]*\) .*/\2/p' "${sources[@]}" 2>/dev/null | head -n 1)
+mirror=$(cat /etc/apt/sources.list.d/debian.sources /etc/apt/sources.list 2>/dev/null |
+    sed -n -e 's/^URIs: *//p' -e 's/^deb \(\[[^]]*\] \)\?\([^ ]*\) .*/\2/p' | head -n 1) || true
+[ -n "$mirror" ] || fail "no mirror in apt's sources"
 
 if [ -f "${VARNEL_CHECK_ROOT:-}" ]; then
     tar -C "$root" -xf "$VARNEL_CHECK_ROOT"

@@ -40,16 +40,16 @@ public:
             return;
         }
 
+        for (const auto signal : { SIGTERM, SIGHUP, SIGINT })
+            std::signal (signal, [] (int)
+                         { stopRequested = 1; });
+
         auto storage = varnel::settingsStorage (true);
         storage.applicationName = "Stand-alone";
         settings.setStorageParameters (storage);
 
         window = std::make_unique<varnel::StandaloneWindow> (*settings.getUserSettings());
         window->setVisible (true);
-
-        for (const auto signal : { SIGTERM, SIGHUP, SIGINT })
-            std::signal (signal, [] (int)
-                         { stopRequested = 1; });
 
         startTimer (100);
     }
