@@ -52,6 +52,8 @@ for file in bin/varnel-render bin/varnel-reverb "lib/lv2/Varnel Reverb.lv2/manif
     [ -f "$root/usr/$file" ] || fail "/usr/$file is missing"
 done
 
+[ -f "$root/opt/Application Support/Ostry/Varnel Reverb/Factory Presets/New Sound.xml" ] || fail "there are no factory presets"
+
 version=$(dpkg-deb -f "$package" Version)
 [ "$(inside varnel-render --version)" = "varnel-render ${version%%-*}" ] || fail "varnel-render --version"
 inside varnel-render --quiet --impulse 1 /tmp/response.wav
@@ -60,7 +62,6 @@ inside varnel-render --quiet --impulse 1 /tmp/response.wav
 ! inside varnel-reverb 2>/dev/null || fail "varnel-reverb has found a display"
 
 # Whatever the bundles need is there.
-find "$root/usr/lib/vst3" "$root/usr/lib/lv2" -name '*.so' -printf '/%P\n' >/dev/null
 while read -r library; do
     missing=$(inside ldd "${library#"$root"}" | grep 'not found' || true)
     [ -z "$missing" ] || fail "${library#"$root"}: $missing"
