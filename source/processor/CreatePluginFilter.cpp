@@ -14,8 +14,8 @@ struct MessageThreadPause
 
 /** The processor with the binding that it needs in a host.
 
-    LV2 hosts destroy an instance on a thread of theirs while JUCE's message thread runs. It has to stand still for that,
-    or a timer of what is being destroyed could still be running.
+    In LV2, hosts destroy an instance on a thread of theirs while JUCE's message thread runs. It has to stand still for
+    that, or a timer of what is being destroyed could still be running.
 */
 class BoundProcessor final : private MessageThreadPause,
                              public varnel::VarnelReverbAudioProcessor
@@ -27,7 +27,11 @@ public:
     {
     }
 
-    ~BoundProcessor() override { pause.emplace(); }
+    ~BoundProcessor() override
+    {
+        if (wrapperType == wrapperType_LV2)
+            pause.emplace();
+    }
 
 private:
     varnel::HostBinding binding { *this };
