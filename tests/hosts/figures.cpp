@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: AGPL-3.0-only
-// Usage: varnel-host-figures [--gtest_filter=*VST3*]
-// Prints how soon a bundle sounds and what an instance takes. No test: it is run by hand, and compares nothing.
+// Usage: varnel-host-figures --gtest_filter=*VST3_48000
+// Prints how soon a bundle sounds and what an instance takes, one format and rate in a process. No test: it is run by
+// hand, and compares nothing.
 
 #include "HostedPlugin.h"
 
@@ -20,7 +21,7 @@ double megabytesInUse()
     return resident * static_cast<double> (sysconf (_SC_PAGESIZE)) / 1048576.0;
 }
 
-struct Figures : testing::TestWithParam<Bundle>
+struct Figures : testing::TestWithParam<std::tuple<Bundle, int>>
 {
 };
 
@@ -32,29 +33,37 @@ TEST_P (Figures, OfABundle)
     const auto milliseconds = [start = Clock::now()]
     { return std::chrono::duration<double, std::milli> (Clock::now() - start).count(); };
 
-    std::optional<Scanned> host { std::in_place, GetParam() };
+    const auto [bundle, rate] = GetParam();
+    Scanned host (bundle);
     const auto scanned = milliseconds();
-    auto first = host->create();
-    prepare (*first, 48000.0, 512);
-    run (*first, noise (2, 512), 512);
-    std::printf ("%s: scanned in %.0f ms, first audio after %.0f ms\n", GetParam().format, scanned, milliseconds());
 
-    for (const auto rate : { 48000.0, 192000.0 })
+    constexpr int number = 20;
+    std::vector<std::unique_ptr<juce::AudioPluginInstance>> plugins;
+    double first = 0.0, soundsAfter = 0.0;
+
+    for (int i = 0; i <= number; ++i)
     {
-        constexpr int number = 20;
-        std::vector<std::unique_ptr<juce::AudioPluginInstance>> plugins;
-        const auto before = megabytesInUse();
+        plugins.push_back (host.create (rate, 512));
+        prepare (*plugins.back(), rate, 512);
+        run (*plugins.back(), noise (2, 512), 512);
 
-        for (int i = 0; i < number; ++i)
-        {
-            plugins.push_back (host->create (rate, 512));
-            prepare (*plugins.back(), rate, 512);
-            run (*plugins.back(), noise (2, static_cast<int> (rate)), 512); // touches all of the delays' memory
-        }
+        if (i == 0)
+            soundsAfter = milliseconds();
 
-        std::printf ("%s: %.2f MB for each of %d instances at %.0f Hz\n", GetParam().format, (megabytesInUse() - before) / number, number, rate);
+        run (*plugins.back(), noise (2, rate), 512); // touches all of the delays' memory
+
+        if (i == 0)
+            first = megabytesInUse();
     }
+
+    std::printf ("%s at %d Hz: scanned in %.0f ms, first audio after %.0f ms, %.2f MB for each further of %d instances\n",
+                 bundle.format,
+                 rate,
+                 scanned,
+                 soundsAfter,
+                 (megabytesInUse() - first) / number,
+                 number);
 }
 
-INSTANTIATE_TEST_SUITE_P (Formats, Figures, testing::ValuesIn (bundles), [] (const auto& test)
-                          { return std::string (test.param.format); });
+INSTANTIATE_TEST_SUITE_P (Formats, Figures, testing::Combine (testing::ValuesIn (bundles), testing::Values (48000, 192000)), [] (const auto& test)
+                          { return std::get<0> (test.param).format + ("_" + std::to_string (std::get<1> (test.param))); });
