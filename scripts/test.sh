@@ -30,10 +30,10 @@ step "Installation"
 prefix=$(mktemp -d)
 trap 'rm -rf "$prefix"' EXIT
 cmake --install build --prefix "$prefix" >/dev/null
-"$prefix/bin/varnel-render" --version
 "$prefix/bin/varnel-reverb" --version
 [ -f "$prefix/lib/vst3/Varnel Reverb.vst3/Contents/Resources/moduleinfo.json" ]
 [ -f "$prefix/lib/lv2/Varnel Reverb.lv2/manifest.ttl" ]
+"$prefix/bin/varnel-render" --version
 
 for sanitizers in address,undefined thread; do
     step "Engine under the sanitizers: $sanitizers"
