@@ -66,4 +66,4 @@ TEST_P (Figures, OfABundle)
 }
 
 INSTANTIATE_TEST_SUITE_P (Formats, Figures, testing::Combine (testing::ValuesIn (bundles), testing::Values (48000, 192000)), [] (const auto& test)
-                          { return std::get<0> (test.param).format + ("_" + std::to_string (std::get<1> (test.param))); });
+                          { return (juce::String (std::get<0> (test.param).format) + "_" + juce::String (std::get<1> (test.param))).toStdString(); });
