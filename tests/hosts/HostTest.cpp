@@ -244,7 +244,7 @@ TEST_P (Hosted, BringsASessionBack)
         prepare (*plugin, 48000.0, 512);
 
         Reference reference (stereo, stereo, 48000.0, 512);
-        if (playing && ! isLv2()) // for which JUCE makes a new instance
+        if (playing && ! isLv2())                // for which JUCE makes a new instance
             reference.run (silence (2048), 512); // the spin goes on where it was
         for (size_t i = 0; i < 7; ++i)
             reference.binding.setParameter (varnel::parameterTable[i].id, values[i]);
