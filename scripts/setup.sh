@@ -15,11 +15,15 @@ packages=(
     libcli11-dev libgtest-dev libbenchmark-dev
     libflac-dev libogg-dev libvorbis-dev zlib1g-dev libpng-dev libjpeg-dev
     libfreetype-dev libfontconfig1-dev
+    libasound2-dev libjack-jackd2-dev
     libx11-dev libxext-dev libxinerama-dev libxrandr-dev libxcursor-dev libxcomposite-dev
     fonts-dejavu-core
     fonts-league-spartan python3-fonttools # what the caption face is made of, and with
     xvfb libxres-dev libxtst-dev # a screen for the tests of the window
     alsa-utils sox # a recording for the demo, and its spectrograms
+    jackd2 jalv lv2-dev sordi # hosts and validators for the tests
+    appstream desktop-file-utils mandoc
+    dpkg-dev file # for the package
 )
 
 if ! command -v apt-get >/dev/null; then

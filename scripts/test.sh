@@ -30,6 +30,9 @@ step "Installation"
 prefix=$(mktemp -d)
 trap 'rm -rf "$prefix"' EXIT
 cmake --install build --prefix "$prefix" >/dev/null
+"$prefix/bin/varnel-reverb" --version
+[ -f "$prefix/lib/vst3/Varnel Reverb.vst3/Contents/Resources/moduleinfo.json" ]
+[ -f "$prefix/lib/lv2/Varnel Reverb.lv2/manifest.ttl" ]
 "$prefix/bin/varnel-render" --version
 DESTDIR="$prefix/root" cmake --install build --component presets >/dev/null
 installed="$prefix/root/opt/Application Support/Ostry/Varnel Reverb/Factory Presets"

@@ -35,10 +35,10 @@ void VarnelReverbAudioProcessor::ParamChangeCallback::parameterChanged (const ju
 }
 
 //==============================================================================
-VarnelReverbAudioProcessor::VarnelReverbAudioProcessor (UserSettings userSettings)
+VarnelReverbAudioProcessor::VarnelReverbAudioProcessor (UserSettings userSettings, Buses buses)
     : AudioProcessor (BusesProperties()
-                          .withInput ("Input", juce::AudioChannelSet::stereo(), false)
-                          .withOutput ("Output", juce::AudioChannelSet::stereo(), false)),
+                          .withInput ("Input", juce::AudioChannelSet::stereo(), buses == Buses::on)
+                          .withOutput ("Output", juce::AudioChannelSet::stereo(), buses == Buses::on)),
       parameterState (*this, nullptr),
       presetArrival ([this]
                      { takeArrivedPreset(); })

@@ -49,7 +49,14 @@ public:
         ignored ///< the parameters' defaults and an empty map; the file is never written
     };
 
-    explicit VarnelReverbAudioProcessor (UserSettings userSettings = UserSettings::used);
+    /** Whether the two buses are on before anybody sets a layout. */
+    enum class Buses
+    {
+        off,
+        on
+    };
+
+    explicit VarnelReverbAudioProcessor (UserSettings userSettings = UserSettings::used, Buses buses = Buses::off);
 
     /** Saves the MIDI map, if it changed, and the settings. */
     ~VarnelReverbAudioProcessor() override;

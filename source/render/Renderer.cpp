@@ -6,7 +6,7 @@
 #include "PresetSearch.h"
 #include "ProgressBar.h"
 #include "presets/PresetFiles.h"
-#include "processor/VarnelReverbAudioProcessor.h"
+#include "processor/HostBinding.h"
 
 #include <cmath>
 #include <filesystem>
@@ -28,7 +28,7 @@ bool isSameFile (const juce::File& a, const juce::File& b)
 }
 
 /** Sets the parameters as a host would. @returns what became of values between two steps */
-juce::StringArray applySettings (VarnelReverbAudioProcessor& processor, const std::map<juce::String, float>& settings)
+juce::StringArray applySettings (VarnelReverbAudioProcessor& processor, HostBinding& binding, const std::map<juce::String, float>& settings)
 {
     juce::StringArray notes;
 
@@ -40,7 +40,7 @@ juce::StringArray applySettings (VarnelReverbAudioProcessor& processor, const st
         if (juce::exactlyEqual (parameter->get(), value))
             continue;
 
-        parameter->setValueNotifyingHost (parameter->convertTo0to1 (value));
+        binding.setParameter (id, parameter->convertTo0to1 (value));
 
         if (std::abs (parameter->get() - value) > 1e-4f)
             notes.add (id + " moves in steps of " + juce::String (parameter->range.interval) + ": " + juce::String (value) + " became " + parameter->getCurrentValueAsText());
@@ -50,7 +50,7 @@ juce::StringArray applySettings (VarnelReverbAudioProcessor& processor, const st
 }
 
 /** Restores what a host once stored. @throws RenderError */
-void applyState (VarnelReverbAudioProcessor& processor, const juce::File& file)
+void applyState (HostBinding& binding, const juce::File& file)
 {
     constexpr juce::int64 longest = 64 << 20; // bytes; a chunk has less than a thousand
 
@@ -67,7 +67,7 @@ void applyState (VarnelReverbAudioProcessor& processor, const juce::File& file)
 
     stream.readIntoMemoryBlock (chunk);
 
-    if (const auto result = processor.restoreState (chunk.getData(), static_cast<int> (chunk.getSize())); result.failed())
+    if (const auto result = binding.setChunk (HostBinding::chunkType, chunk.getData(), chunk.getSize()); result.failed())
         throw RenderError (file, result.getErrorMessage());
 }
 
@@ -92,19 +92,19 @@ void applyPreset (VarnelReverbAudioProcessor& processor, const juce::String& nam
 }
 
 /** @returns what the user should know */
-juce::StringArray applyAll (VarnelReverbAudioProcessor& processor, const Options& options)
+juce::StringArray applyAll (VarnelReverbAudioProcessor& processor, HostBinding& binding, const Options& options)
 {
     if (options.state)
-        applyState (processor, *options.state);
+        applyState (binding, *options.state);
 
     if (options.preset)
         applyPreset (processor, *options.preset);
 
-    return applySettings (processor, options.settings);
+    return applySettings (processor, binding, options.settings);
 }
 
 /** Writes the settings in force where they are wanted. @throws RenderError */
-void saveSettings (VarnelReverbAudioProcessor& processor, const Options& options)
+void saveSettings (VarnelReverbAudioProcessor& processor, const HostBinding& binding, const Options& options)
 {
     const auto check = [] (const juce::File& file, const juce::Result& result)
     {
@@ -114,9 +114,8 @@ void saveSettings (VarnelReverbAudioProcessor& processor, const Options& options
 
     if (options.saveState)
     {
-        juce::MemoryBlock chunk;
-        processor.getStateInformation (chunk);
-        check (*options.saveState, writeWhole (*options.saveState, chunk.getData(), chunk.getSize()));
+        const auto chunk = binding.chunk (HostBinding::chunkType);
+        check (*options.saveState, writeWhole (*options.saveState, chunk->getData(), chunk->getSize()));
     }
 
     if (options.savePreset)
@@ -173,14 +172,15 @@ private:
 void convert (const Options& options)
 {
     VarnelReverbAudioProcessor processor (VarnelReverbAudioProcessor::UserSettings::ignored);
+    HostBinding binding (processor);
 
     if (options.listPresets)
         std::cout << presetList (PresetManager (processor));
 
-    for (const auto& note : applyAll (processor, options))
+    for (const auto& note : applyAll (processor, binding, options))
         std::cerr << "varnel-render: note: " << note << "\n";
 
-    saveSettings (processor, options);
+    saveSettings (processor, binding, options);
 }
 
 RenderSummary render (const Options& options, const std::atomic<bool>& interrupted)
@@ -205,13 +205,13 @@ RenderSummary render (const Options& options, const std::atomic<bool>& interrupt
             throw RenderError (*saved, "is the input file, which is never overwritten");
 
     VarnelReverbAudioProcessor processor (VarnelReverbAudioProcessor::UserSettings::ignored);
+    HostBinding binding (processor);
     RenderSummary summary;
-    summary.notes = applyAll (processor, options);
+    summary.notes = applyAll (processor, binding, options);
 
-    processor.setBusesLayout ({ { channelSet (numInputs) }, { channelSet (numOutputs) } });
     processor.setNonRealtime (true);
-    processor.setRateAndBufferSizeDetails (sampleRate, options.blockSize);
-    processor.prepareToPlay (sampleRate, options.blockSize);
+    binding.setLayout (channelSet (numInputs), channelSet (numOutputs));
+    binding.prepare (sampleRate, options.blockSize);
 
     OutputAudioFile output (options.output, { sampleRate, numOutputs, options.bits, input != nullptr ? input->bits() : 32 });
 
@@ -254,7 +254,7 @@ RenderSummary render (const Options& options, const std::atomic<bool>& interrupt
             summary.peakIn = std::max (summary.peakIn, block.getMagnitude (0, numSamples));
         }
 
-        processor.processBlock (block, noMidi);
+        binding.process (block, noMidi);
 
         const auto numToWrite = inTail && tailEndsByItself ? tailEnd.find (block, numSamples) : numSamples;
         summary.peakOut = std::max (summary.peakOut, block.getMagnitude (0, numToWrite));
@@ -269,7 +269,7 @@ RenderSummary render (const Options& options, const std::atomic<bool>& interrupt
     }
 
     output.finish();
-    saveSettings (processor, options);
+    saveSettings (processor, binding, options);
 
     if (tailEndsByItself && ! tailEnd.reached())
         summary.notes.add ("the tail was still audible after 60 s and was cut; --tail SECONDS lets it ring");

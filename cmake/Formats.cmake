@@ -1,0 +1,47 @@
+# SPDX-License-Identifier: AGPL-3.0-only
+# The formats that the plug-in is built in, and what each of them is told in its own terms.
+
+set (VARNEL_LV2_URI "urn:ostry:varnel-reverb") # in sessions of hosts: never changes
+set (VARNEL_AAX_SDK_DIR "" CACHE PATH "An AAX SDK; the AAX format is built only if this names one, and needs an upstream JUCE")
+
+# Programs that JUCE builds and runs while it builds these formats cannot load what a sanitizer has instrumented.
+if (NOT VARNEL_SANITIZERS)
+    set (VARNEL_FORMATS VST3 LV2)
+endif()
+
+if (VARNEL_AAX_SDK_DIR)
+    juce_set_aax_sdk_path ("${VARNEL_AAX_SDK_DIR}")
+    list (APPEND VARNEL_FORMATS AAX)
+endif()
+
+set (VARNEL_FORMAT_TERMS
+     DESCRIPTION "${PROJECT_DESCRIPTION}"
+     VST3_CATEGORIES Fx Reverb
+     LV2URI ${VARNEL_LV2_URI}
+     AAX_CATEGORY Reverb
+     AAX_IDENTIFIER com.Ostry.Reverb)
+
+# What juce_add_plugin leaves to be done, once the target is there.
+function (varnel_finish_formats target)
+    # Not every program needs all that the shared code could use, a sound card for instance.
+    if (NOT MSVC AND NOT APPLE)
+        target_link_options (${target} INTERFACE -Wl,--as-needed)
+    endif()
+
+    # Bundles are installed as they lie in the build tree, where nobody strips them.
+    foreach (format VST3 LV2)
+        if (TARGET ${target}_${format} AND NOT MSVC AND NOT APPLE)
+            target_link_options (${target}_${format} PRIVATE $<$<CONFIG:Release>:-Wl,--strip-all>)
+        endif()
+    endforeach()
+
+    if (TARGET ${target}_LV2)
+        # JUCE's generated header with the identifier comes too late where JUCE has been packaged.
+        target_compile_definitions (${target}_LV2 PRIVATE JucePlugin_LV2URI="${VARNEL_LV2_URI}")
+
+        add_custom_command (TARGET ${target}_LV2 POST_BUILD
+                            COMMAND "${CMAKE_COMMAND}" -DBUNDLE=$<TARGET_FILE_DIR:${target}_LV2>
+                                    -P "${PROJECT_SOURCE_DIR}/cmake/CorrectLv2Data.cmake"
+                            VERBATIM)
+    endif()
+endfunction()

@@ -1,0 +1,58 @@
+# SPDX-License-Identifier: AGPL-3.0-only
+# What is installed where, and the packages made of it. The programs' own rules stand beside their targets.
+
+set (VARNEL_RELEASE_DATE 2026-11-24) # of the version in the project's CMakeLists.txt
+
+if (NOT WIN32 AND NOT APPLE)
+    set (desktop "${PROJECT_SOURCE_DIR}/assets/desktop")
+    set (appstream_id com.ostry.varnel_reverb)
+
+    # Hosts look into lib, whatever libraries' folders are called elsewhere.
+    if (TARGET VarnelReverb_VST3)
+        get_target_property (vst3_bundle VarnelReverb_VST3 JUCE_PLUGIN_ARTEFACT_FILE)
+        install (DIRECTORY "${vst3_bundle}" DESTINATION lib/vst3 USE_SOURCE_PERMISSIONS)
+    endif()
+
+    if (TARGET VarnelReverb_LV2)
+        install (DIRECTORY "$<TARGET_FILE_DIR:VarnelReverb_LV2>" DESTINATION lib/lv2 USE_SOURCE_PERMISSIONS)
+    endif()
+
+    configure_file ("${desktop}/${appstream_id}.metainfo.xml" "${CMAKE_CURRENT_BINARY_DIR}/${appstream_id}.metainfo.xml" @ONLY)
+
+    install (FILES "${desktop}/varnel-reverb.desktop" DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)
+    install (FILES "${desktop}/varnel-reverb.svg" DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/scalable/apps)
+    install (FILES "${CMAKE_CURRENT_BINARY_DIR}/${appstream_id}.metainfo.xml" DESTINATION ${CMAKE_INSTALL_DATADIR}/metainfo)
+    install (FILES "${desktop}/varnel-reverb.1" "${desktop}/varnel-render.1" DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+    install (FILES "${desktop}/copyright" "${PROJECT_SOURCE_DIR}/LICENSE" DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/varnel-reverb)
+
+    set (face_licence /usr/share/doc/fonts-league-spartan/copyright)
+    if (EXISTS "${face_licence}")
+        install (FILES "${face_licence}" DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/varnel-reverb RENAME copyright.league-spartan)
+    endif()
+endif()
+
+set (CPACK_PACKAGE_NAME varnel-reverb)
+set (CPACK_INSTALL_PREFIX /usr)
+set (CPACK_PACKAGE_VENDOR Ostry)
+set (CPACK_PACKAGE_CONTACT "Ostry <nobody@ostry.invalid>")
+set (CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")
+set (CPACK_PACKAGE_DESCRIPTION "A reverb with seven controls: a plug-in for hosts of VST3 and LV2, a program with\n the same window for sound cards and JACK, and one that puts it on audio files.")
+set (CPACK_RESOURCE_FILE_LICENSE "${PROJECT_SOURCE_DIR}/LICENSE")
+set (CPACK_PACKAGE_DIRECTORY "${PROJECT_BINARY_DIR}/packages")
+set (CPACK_STRIP_FILES ON)
+set (CPACK_GENERATOR DEB TGZ)
+
+# Packages hold the factory's presets as well, which lie in a place of their own.
+set (CPACK_SET_DESTDIR ON)
+set (CPACK_INSTALL_CMAKE_PROJECTS
+     "${PROJECT_BINARY_DIR};${PROJECT_NAME};ALL;/;${PROJECT_BINARY_DIR};${PROJECT_NAME};presets;/")
+
+set (CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set (CPACK_DEBIAN_PACKAGE_SECTION sound)
+set (CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+
+# What is opened at run time, where no tool sees it; without any font the window has no words.
+set (CPACK_DEBIAN_PACKAGE_DEPENDS "libx11-6, libxext6, libxrender1, libxinerama1, libxrandr2, libxcursor1, fonts-dejavu-core | fonts-freefont-ttf | fonts-noto-core")
+set (CPACK_DEBIAN_PACKAGE_RECOMMENDS "libjack-jackd2-0 | libjack-0.125 | pipewire-jack")
+
+include (CPack)

@@ -1,0 +1,18 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: AGPL-3.0-only
+# Installs what is needed, builds, and makes a Debian package and a tar archive in build/packages.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+juce=()
+[ -z "${VARNEL_JUCE_DIR:-}" ] || juce=(-DVARNEL_JUCE_DIR="$VARNEL_JUCE_DIR")
+
+scripts/setup.sh
+cmake --preset release "${juce[@]}" >/dev/null
+cmake --build build
+rm -rf build/packages
+(cd build && cpack -G "DEB;TGZ")
+rm -rf build/packages/_CPack_Packages
+
+echo
+printf '  %s\n' "$PWD"/build/packages/*

@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: AGPL-3.0-only
+// A host of our own on JUCE's hosting classes, for the bundles as they have been built.
+#pragma once
+
+#include "Reference.h"
+
+/** A built bundle and the host format that reads it. */
+struct Bundle
+{
+    const char* format;
+    const char* path;
+};
+
+inline const Bundle bundles[] { { "VST3", VARNEL_VST3_BUNDLE }, { "LV2", VARNEL_LV2_BUNDLE } };
+
+inline std::unique_ptr<juce::AudioPluginFormat> makeFormat (const Bundle& bundle)
+{
+    if (juce::String (bundle.format) == "LV2")
+        return std::make_unique<juce::LV2PluginFormat>();
+
+    return std::make_unique<juce::VST3PluginFormat>();
+}
+
+/** A kind of host, with what it finds in a bundle. */
+struct Scanned
+{
+    explicit Scanned (const Bundle& bundle)
+        : format (makeFormat (bundle))
+    {
+        for (const auto& name : format->searchPathsForPlugins ({ juce::File (bundle.path).getParentDirectory().getFullPathName() }, true, false))
+            format->findAllTypesForFile (found, name);
+    }
+
+    std::unique_ptr<juce::AudioPluginInstance> create (double sampleRate = 48000.0, int blockSize = 512)
+    {
+        juce::String error;
+        auto plugin = format->createInstanceFromDescription (*found[0], sampleRate, blockSize, error);
+        EXPECT_NE (plugin, nullptr) << error;
+        return plugin;
+    }
+
+    std::unique_ptr<juce::AudioPluginFormat> format;
+    juce::OwnedArray<juce::PluginDescription> found;
+};
+
+inline void prepare (juce::AudioPluginInstance& plugin, double sampleRate, int blockSize)
+{
+    plugin.releaseResources(); // or JUCE takes the new details for the old ones
+    plugin.setRateAndBufferSizeDetails (sampleRate, blockSize);
+    plugin.prepareToPlay (sampleRate, blockSize);
+}
+
+inline juce::AudioBuffer<float> run (juce::AudioPluginInstance& plugin, const juce::AudioBuffer<float>& buffer, int blockSize, const juce::MidiBuffer& midi = {})
+{
+    return inBlocks (
+        buffer, blockSize, [&plugin] (auto& block, auto& messages)
+        { plugin.processBlock (block, messages); },
+        midi);
+}
+
+inline juce::AudioProcessorParameter* parameterNamed (juce::AudioPluginInstance& plugin, const juce::String& name)
+{
+    for (auto* const parameter : plugin.getParameters())
+        if (parameter->getName (100) == name)
+            return parameter;
+
+    ADD_FAILURE() << "the host sees no parameter \"" << name << "\"";
+    return nullptr;
+}
