@@ -83,7 +83,7 @@ echo kept >"$root/root/Documents/Ostry/Varnel Reverb/User Presets/Mine.xml"
 inside dpkg --purge varnel-reverb >/dev/null
 files >"$root/tmp/after"
 left=$(comm -13 "$root/tmp/before" "$root/tmp/after" | grep -v -e '^\./root/' || true)
-gone=$(comm -23 "$root/tmp/before" "$root/tmp/after" || true)
+gone=$(comm -23 "$root/tmp/before" "$root/tmp/after" | grep -v -x -e '\./opt' || true) # which dpkg takes along when it is empty
 [ -z "$left" ] || fail "left behind: $left"
 [ -z "$gone" ] || fail "not ours to remove: $gone"
 [ "$(find "$root/root" -name Mine.xml -o -name '*.settings' | wc -l)" = 2 ] || fail "the user's files are gone"
