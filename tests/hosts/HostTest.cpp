@@ -2,7 +2,7 @@
 // The VST3 and the LV2 bundle, loaded and used as hosts do.
 
 #include "HostedPlugin.h"
-#include "WindowManager.h"
+#include "editor/XScreen.h"
 
 #include <juce_gui_basics/juce_gui_basics.h>
 
@@ -286,7 +286,6 @@ TEST_P (HostedWithMap, MovesSoundAndHostByControllers)
 
 TEST_P (HostedWithMap, OpensItsWindowAndMovesWithIt)
 {
-    const WindowManager windowManager;
     const auto plugin = host.create();
     prepare (*plugin, 48000.0, 512);
 
@@ -304,6 +303,38 @@ TEST_P (HostedWithMap, OpensItsWindowAndMovesWithIt)
 
     expectControllersToMove (*plugin);
     expectSoundAfterControllers (*plugin);
+}
+
+TEST_P (Hosted, LearnsAControllerInItsWindow)
+{
+    const XScreen screen;
+    const auto plugin = host.create();
+    prepare (*plugin, 48000.0, 512);
+    auto* const size = parameterNamed (*plugin, "Size");
+
+    const std::unique_ptr<juce::AudioProcessorEditor> editor (plugin->createEditorIfNeeded());
+    ASSERT_NE (editor, nullptr);
+    editor->addToDesktop (0);
+    editor->setTopLeftPosition (0, 0);
+    editor->setVisible (true);
+    deliverMessages (500);
+
+    // A right click on the large dial, and the only row of its menu
+    const auto dial = editor->getScreenPosition() + juce::Point<int> (300, 120);
+    screen.click (dial, 3);
+    deliverMessages (500);
+    screen.click (dial.translated (40, 12));
+    deliverMessages (300);
+
+    for (const auto value : { 127, 0 })
+    {
+        juce::MidiBuffer midi;
+        midi.addEvent (juce::MidiMessage::controllerEvent (9, 21, value), 0);
+        run (*plugin, silence (64), 64, midi);
+        EXPECT_TRUE (runUntil (*plugin, [&, wanted = static_cast<float> (value / 127)]
+                               { return juce::exactlyEqual (size->getValue(), wanted); }))
+            << "the host sees Size at " << size->getValue();
+    }
 }
 
 TEST_P (Hosted, RunsTwentyAtOnceWhileOthersComeAndGo)

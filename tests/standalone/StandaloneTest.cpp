@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 // The program varnel-reverb, and its window in the test's own process.
 
+#include "editor/XScreen.h"
 #include "hosts/JackServer.h"
-#include "hosts/WindowManager.h"
 #include "standalone/StandaloneWindow.h"
 
 using varnel::StandaloneWindow;
@@ -13,7 +13,6 @@ namespace
 class Standalone : public WithJack
 {
 protected:
-    const WindowManager windowManager;
     juce::PropertiesFile::Options storage = []
     { auto options = varnel::settingsStorage (true); options.applicationName = "Stand-alone"; return options; }();
 
@@ -76,7 +75,18 @@ TEST_F (Standalone, AsksBeforeItCouldHowl)
 
         auto& processor = dynamic_cast<varnel::VarnelReverbAudioProcessor&> (*window.getAudioProcessor());
         EXPECT_EQ (get (processor, "ReverbMod"), 0.0f);
-        processor.midiControllers[4] = varnel::VarnelReverbAudioProcessor::learning;
+
+        // Learned by hand: a right click on the dial, and the only row of its menu, which opens to the left
+        const XScreen screen;
+        auto* const knob = processor.getActiveEditor()->findChildWithID ("Position");
+        ASSERT_NE (knob, nullptr);
+        const auto dial = knob->getScreenBounds().getRelativePoint (0.5f, 0.4f);
+        screen.click (dial, 3);
+        deliverMessages (300);
+        screen.click (dial.translated (-40, 12));
+        EXPECT_TRUE (deliverMessagesUntil ([&]
+                                           { return processor.midiControllers[4] == varnel::VarnelReverbAudioProcessor::learning; }));
+
         auto controller = juce::MidiMessage::controllerEvent (2, 30, 127);
         controller.setTimeStamp (juce::Time::getMillisecondCounterHiRes() * 0.001);
         window.pluginHolder->player.getMidiMessageCollector().addMessageToQueue (controller);
@@ -94,7 +104,7 @@ TEST_F (Standalone, AsksBeforeItCouldHowl)
 
 TEST_F (FreshHome, SaysWhatIsMissing)
 {
-    Program noDisplay ({ VARNEL_REVERB_PROGRAM }, { { "DISPLAY", nullptr } });
+    Program noDisplay ({ VARNEL_REVERB_PROGRAM }, { { "DISPLAY", ":987" } });
     EXPECT_EQ (noDisplay.exitStatus(), 1);
     EXPECT_TRUE (noDisplay.printed().startsWith ("varnel-reverb: there is no display")) << noDisplay.printed();
 
