@@ -224,6 +224,14 @@ juce::File PresetManager::proposedFile() const
     return start.withFileExtension (getPresetFileExtension());
 }
 
+juce::File PresetManager::fileToWrite (const juce::File& typed) const
+{
+    if (typed.getFileName().isEmpty() || typed.hasFileExtension (getPresetFileExtension()))
+        return typed;
+
+    return typed.getSiblingFile (typed.getFileName() + getPresetFileExtension()).getNonexistentSibling();
+}
+
 void PresetManager::askForNewName (const juce::File& proposal)
 {
     using Flags = juce::FileBrowserComponent::FileChooserFlags;
@@ -233,7 +241,7 @@ void PresetManager::askForNewName (const juce::File& proposal)
                  "*" + getPresetFileExtension(),
                  Flags::saveMode | Flags::warnAboutOverwriting,
                  [this] (const juce::File& file)
-                 { writePresetAs (file); });
+                 { writePresetAs (fileToWrite (file)); });
 }
 
 void PresetManager::openChooser (const juce::String& title, const juce::File& initial, const juce::String& patterns, int browserFlags, std::function<void (const juce::File&)> chosen)

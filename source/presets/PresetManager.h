@@ -102,6 +102,10 @@ public:
         factory's or has gone. */
     juce::File proposedFile() const;
 
+    /** The file for a name that somebody has typed. Not every chooser completes a name, and a file without the extension would
+        not be found again; the chooser then has not asked about the complete one either, so that is never an old file. */
+    juce::File fileToWrite (const juce::File& typed) const;
+
     /** Opens a chooser for a new file name, and writes the present values into the file that is chosen. */
     void askForNewName (const juce::File& proposal);
 

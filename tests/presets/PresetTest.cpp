@@ -414,6 +414,14 @@ TEST_F (Presets, ProposeAPlaceForANewFile)
     EXPECT_EQ (proposalFor (record (user ("old.qvz"), true, 1.0f)), user ("old.xml"));
     EXPECT_EQ (proposalFor (preset (factory ("Halls/v1.2.xml"))), user ("v1.2.xml"));
     EXPECT_EQ (proposalFor (home.getChildFile ("gone.xml")), userFolder.withFileExtension ("xml"));
+
+    // What is typed without the extension gets it, and never falls on a file that nobody was asked about.
+    EXPECT_EQ (manager->fileToWrite (user ("My Hall.xml")), user ("My Hall.xml"));
+    EXPECT_EQ (manager->fileToWrite (user ("My Hall v1.2")), user ("My Hall v1.2.xml"));
+    preset (user ("Taken.xml"));
+    EXPECT_EQ (manager->fileToWrite (user ("Taken.xml")), user ("Taken.xml"));
+    EXPECT_EQ (manager->fileToWrite (user ("Taken")), user ("Taken(2).xml"));
+    EXPECT_EQ (manager->fileToWrite (juce::File()), juce::File());
 }
 
 TEST_F (Presets, OfTheFactoryAllLoadAndLandAsWritten)
