@@ -11,6 +11,7 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -166,6 +167,7 @@ bool PrivateXServer::start()
 
     if (process == 0)
     {
+        prctl (PR_SET_PDEATHSIG, SIGTERM); // also when a test crashes
         close (ends[0]);
         const auto number = std::to_string (ends[1]);
         execlp ("Xvfb", "Xvfb", "-displayfd", number.c_str(), "-screen", "0", "1600x1000x24", "-nolisten", "tcp", "-noreset", static_cast<char*> (nullptr));
