@@ -22,7 +22,7 @@ packages=(
     xvfb libxres-dev libxtst-dev # a screen for the tests of the window
     alsa-utils sox # a recording for the demo, and its spectrograms
     jackd2 jalv lv2-dev sordi # hosts and validators for the tests
-    appstream desktop-file-utils mandoc
+    appstream desktop-file-utils mandoc man-db # validators
     dpkg-dev file # for the package
 )
 

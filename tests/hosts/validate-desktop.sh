@@ -5,7 +5,9 @@
 set -eu
 
 desktop-file-validate "$1"/*.desktop
-appstreamcli validate --no-net --pedantic "$2"
+# There is no homepage that could be named. Newer versions would warn of that; older ones do not know the word.
+appstreamcli validate --no-net --pedantic --override=url-homepage-missing=info "$2" 2>/dev/null ||
+    appstreamcli validate --no-net --pedantic "$2"
 
 for page in "$1"/*.1; do
     mandoc -T lint -W warning "$page"
