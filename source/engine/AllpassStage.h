@@ -30,26 +30,28 @@ struct AllpassStage
         lastFiltered = 0.0f;
     }
 
-    /** One sample, the delay read at whole samples. */
+    /** One sample, the delay read at whole samples.
+        @tparam ofInput  whether x comes from outside and may be a denormal: what another stage gives rests on a guard */
+    template <bool ofInput = false>
     float processWhole (float x) noexcept
     {
-        return process (x, [this] (float z)
-                        { return delay.pushWhole (z); });
+        return process<ofInput> (x, [this] (float z)
+                                 { return delay.pushWhole (z); });
     }
 
     /** One sample, the delay read between samples. */
     float processHermite (float x) noexcept
     {
-        return process (x, [this] (float z)
-                        { return delay.pushHermite (z); });
+        return process<false> (x, [this] (float z)
+                               { return delay.pushHermite (z); });
     }
 
 private:
-    template <typename Push>
+    template <bool ofInput, typename Push>
     float process (float x, Push push) noexcept
     {
         const auto g = coefficient;
-        const auto y = lastFiltered - x * g;
+        const auto y = ofInput ? addProduct (lastFiltered, x, -g) : lastFiltered - x * g;
         const auto z = g * y + x;
         lastFiltered = high.process (low.process (push (z))) + denormalGuard;
         return y;

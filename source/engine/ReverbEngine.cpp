@@ -14,6 +14,9 @@ namespace
 /** log2 (10) / 20: exp2f of a number of decibels times this is the linear gain. */
 constexpr float log2GainPerDecibel = 0.166096404f;
 
+/** Three hundred decibels over full scale: no sound that anybody meant, though it would ring on for minutes. */
+constexpr float loudestSound = 1e15f;
+
 constexpr float milliseconds = 0.00100000005f;
 constexpr float percent = 0.00999999978f;
 
@@ -168,25 +171,22 @@ void ReverbEngine::processBlock (float* const* channels, int numChannels, int nu
     {
         takeSettings();
 
-        if (numChannels >= 2)
-            processSamples<true> (channels, numSamples);
-        else
-            processSamples<false> (channels, numSamples);
+        const auto loudest = numChannels >= 2 ? processSamples<true> (channels, numSamples) : processSamples<false> (channels, numSamples);
 
-        if (! isFinite())
+        if (loudest >= loudestSound || ! isSound())
             clear();
     }
 
     wasBypassed = bypass;
 }
 
-/** Whether all that was heard so far were numbers. The output's shelves hear the early and the late signal, whatever their
-    weights, and what is no number stays in them for ever; so they tell of every bad sample that has come out of a
-    delay line. Looking at them costs nothing, and does not touch the signal. */
-bool ReverbEngine::isFinite() const noexcept
+/** Whether all that was heard so far may have been sound. The output's shelves hear the early and the late signal, whatever
+    their weights, and what is no number stays in them for ever; so they tell of every bad sample that has come out
+    of a delay line. Looking at them costs nothing, and does not touch the signal. */
+bool ReverbEngine::isSound() const noexcept
 {
-    const auto sum = (outLowL.state + outLowR.state) + (outHighL.state + outHighR.state);
-    return sum - sum == 0.0f; // NOLINT: not so for infinities and what is no number
+    const auto sum = (std::abs (outLowL.state) + std::abs (outLowR.state)) + (std::abs (outHighL.state) + std::abs (outHighR.state));
+    return sum < loudestSound; // not so for what is no number
 }
 
 /** Hands the stages what was set since the last block. */
@@ -216,7 +216,7 @@ void ReverbEngine::takeSettings() noexcept
 }
 
 template <bool stereo>
-void ReverbEngine::processSamples (float* const* channels, int numSamples) noexcept
+float ReverbEngine::processSamples (float* const* channels, int numSamples) noexcept
 {
     float* const left = channels[0];
     float* const right = stereo ? channels[1] : channels[0];
@@ -256,8 +256,8 @@ void ReverbEngine::processSamples (float* const* channels, int numSamples) noexc
         // Diffusers
         diffuserNow = glide (diffuserNow, diffuserGoal, smoothing);
         DelayLine::setDelays (diffuserL3.delay, diffuserR1.delay, diffuserR2.delay, diffuserR3.delay, diffuserNow);
-        const auto earlyL = diffuserL3.processWhole (diffuserL2.processWhole (diffuserL1.processWhole (preL)));
-        const auto earlyR = diffuserR3.processWhole (diffuserR2.processWhole (diffuserR1.processWhole (preR)));
+        const auto earlyL = diffuserL3.processWhole (diffuserL2.processWhole (diffuserL1.processWhole<true> (preL)));
+        const auto earlyR = diffuserR3.processWhole (diffuserR2.processWhole (diffuserR1.processWhole<true> (preR)));
 
         // Spin: the left branch's delays move one way, the right branch's the other
         spinDepthNow = glide (spinDepthNow, spinDepthGoal, smoothing);
@@ -289,8 +289,8 @@ void ReverbEngine::processSamples (float* const* channels, int numSamples) noexc
         const auto trimmedR = sizeTrimNow * filteredR;
         const auto mid = (trimmedL + trimmedR) * midGain;
         const auto side = (trimmedL - trimmedR) * sideGain;
-        const auto outL = inL * dryWeightL + (mid + side) * wetWeightL;
-        const auto outR = inR * dryWeightR + (mid - side) * wetWeightR;
+        const auto outL = addProduct ((mid + side) * wetWeightL, inL, dryWeightL);
+        const auto outR = addProduct ((mid - side) * wetWeightR, inR, dryWeightR);
 
         if constexpr (stereo)
         {
@@ -320,6 +320,7 @@ void ReverbEngine::processSamples (float* const* channels, int numSamples) noexc
     publish (peakInR, highestInR);
     publish (peakOutL, highestOutL);
     publish (peakOutR, stereo ? highestOutR : highestOutL);
+    return std::max (highestOutL, highestOutR);
 }
 
 //==============================================================================

@@ -55,8 +55,8 @@ public:
 
     /** Processes channels 0 and 1 in place and leaves all others alone.
         While the engine is bypassed the samples stay as they are.
-        A sample that is no number, or so large that a sum is none, spoils the output until the end of the block in
-        which it leaves the delay lines; the engine then forgets its tail and goes on.
+        A sample that is no number, or so large that it cannot be sound (300 dB over full scale), spoils the output until
+        the end of the block in which it is first heard; the engine then forgets its tail and goes on.
         @param channels     numChannels pointers to numSamples samples each
         @param numChannels  0 does nothing, 1 gives the mean of both outputs
         @param numSamples   any number, also none */
@@ -152,13 +152,14 @@ public:
 private:
     std::array<AllpassStage*, 12> allpassStages() noexcept;
     void clear() noexcept;
-    bool isFinite() const noexcept;
+    bool isSound() const noexcept;
     void setWeights() noexcept;
     void takeSettings() noexcept;
 
-    /** The sample loop. It stays a function of its own so that scripts/check-loop.sh can look at it. */
+    /** The sample loop. It stays a function of its own so that scripts/check-loop.sh can look at it.
+        @returns the highest magnitude of the output, of the samples that are numbers */
     template <bool stereo>
-    [[gnu::noinline]] void processSamples (float* const* channels, int numSamples) noexcept;
+    [[gnu::noinline]] float processSamples (float* const* channels, int numSamples) noexcept;
 };
 
 } // namespace varnel

@@ -408,7 +408,7 @@ TEST (ReverbEngine, HoldsThePeaksUntilTheyAreRead)
     EXPECT_EQ (quiet->peakInL, 0.0f);
 }
 
-TEST (ReverbEngine, GetsOverSamplesThatAreNoNumbers)
+TEST (ReverbEngine, GetsOverSamplesThatAreNoSound)
 {
     constexpr int blockSize = 64, badSample = 1000, length = 44100;
     constexpr auto infinity = std::numeric_limits<float>::infinity();
@@ -438,9 +438,6 @@ TEST (ReverbEngine, GetsOverSamplesThatAreNoNumbers)
             run (*engine, tail, blockSize);
             EXPECT_GT (*std::max_element (tail[0].begin(), tail[0].end()), 1e-4f) << bad << " at Size " << size;
 
-            if (! std::isfinite (bad)) // the others are sounds like any other, if loud ones
-            {
-                EXPECT_LT (loudest, 100.0f) << bad << " at Size " << size;
-            }
+            EXPECT_LT (loudest, 100.0f) << bad << " at Size " << size;
         }
 }

@@ -6,7 +6,9 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cmath>
+#include <cstdint>
 #include <vector>
 
 using namespace varnel;
@@ -35,6 +37,25 @@ ShelfCoefficients design (float sampleRate, float cornerHz, float gainDb)
 }
 
 } // namespace
+
+TEST (Arithmetic, LeavesOutNoProductThatASumWouldFeel)
+{
+    // All kinds of magnitudes on either side of every threshold, and their neighbours.
+    std::vector<float> magnitudes { 0.0f, 1e-45f, 1e-42f, 1.1e-38f, 1.2e-38f, 1e-30f, 1e-18f, 0.3f, 1.0f, 7.0f };
+    for (int exponent = -130; exponent <= -60; ++exponent)
+        for (const auto value : { std::ldexp (1.0f, exponent), std::ldexp (1.7f, exponent) })
+            magnitudes.insert (magnitudes.end(), { std::nextafter (value, 0.0f), value, std::nextafter (value, 1.0f) });
+
+    for (const auto sum : magnitudes)
+        for (const auto x : magnitudes)
+            for (const auto gain : { 1.0f, -1.0f, 0.667f, -0.667f, 0.0f, 0.999f, 1e-3f })
+                for (const auto sign : { 1.0f, -1.0f })
+                {
+                    const volatile float product = x * sign * gain; // rounded by itself
+                    ASSERT_EQ (std::bit_cast<std::uint32_t> (addProduct (sum, x * sign, gain)), std::bit_cast<std::uint32_t> (sum + product))
+                        << sum << " + " << x * sign << " * " << gain;
+                }
+}
 
 TEST (DelayLine, ReadsItsOwnInputAtNoDelay)
 {
