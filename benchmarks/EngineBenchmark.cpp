@@ -18,7 +18,7 @@ enum class Signal
 {
     noise,
     silenceAfterTail,
-    denormals,
+    denormals, // at rest otherwise: nothing covers them
     sweepingSize
 };
 
@@ -33,20 +33,20 @@ struct Block
         for (auto* channel : { &noiseL, &noiseR })
             for (auto& value : *channel)
                 value = sample (random);
+
+        for (size_t i = 0; i < denormals.size(); ++i)
+            denormals[i] = noiseL[i] * 1e-39f;
     }
 
     void fill (Signal signal)
     {
-        left = signal == Signal::silenceAfterTail ? silence : noiseL;
-        right = signal == Signal::silenceAfterTail ? silence : noiseR;
-
-        if (signal == Signal::denormals)
-            for (auto* channel : { &left, &right })
-                for (auto& value : *channel)
-                    value *= 1e-39f;
+        left = signal == Signal::silenceAfterTail ? silence : signal == Signal::denormals ? denormals
+                                                                                          : noiseL;
+        right = signal == Signal::silenceAfterTail ? silence : signal == Signal::denormals ? denormals
+                                                                                           : noiseR;
     }
 
-    std::array<float, blockSize> noiseL, noiseR, silence {}, left {}, right {};
+    std::array<float, blockSize> noiseL, noiseR, denormals, silence {}, left {}, right {};
 };
 
 void reportFrames (benchmark::State& state)
@@ -65,11 +65,11 @@ void engine (benchmark::State& state, Signal signal)
     Block block;
     float* const channels[] { block.left.data(), block.right.data() };
 
-    // A tail of noise, and for the silence long enough after it that every state has come to rest.
+    // A tail of noise, and for what is next to nothing long enough after it that every state has come to rest.
     for (int i = 0; i < 200; ++i, block.fill (Signal::noise))
         reverb.processBlock (channels, 2, blockSize);
 
-    if (signal == Signal::silenceAfterTail)
+    if (signal == Signal::silenceAfterTail || signal == Signal::denormals)
         for (auto seconds = 0.0; seconds < 30.0; seconds += blockSize / static_cast<double> (state.range (0)))
         {
             block.fill (signal);

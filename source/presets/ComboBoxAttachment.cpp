@@ -140,8 +140,7 @@ PresetManager::ComboBoxAttachment::ComboBoxAttachment (PresetManager& managerToU
 
 PresetManager::ComboBoxAttachment::~ComboBoxAttachment()
 {
-    auto& listeners = manager->listeners;
-    listeners.erase (std::remove (listeners.begin(), listeners.end(), static_cast<PresetManager::Listener*> (this)), listeners.end());
+    std::erase (manager->listeners, static_cast<PresetManager::Listener*> (this));
     comboBox->removeListener (this);
     cancelPendingUpdate();
 }

@@ -13,6 +13,21 @@ bool isRegularFile (const juce::File& file)
     return std::filesystem::is_regular_file (file.getFullPathName().toStdString(), error);
 }
 
+std::optional<juce::MemoryBlock> startOf (const juce::File& file, size_t mostBytes)
+{
+    if (! isRegularFile (file)) // opening a pipe would wait
+        return {};
+
+    juce::FileInputStream stream (file);
+
+    if (stream.failedToOpen())
+        return {};
+
+    juce::MemoryBlock bytes;
+    stream.readIntoMemoryBlock (bytes, static_cast<juce::pointer_sized_int> (mostBytes));
+    return bytes;
+}
+
 juce::Result writeWhole (const juce::File& file, const void* data, size_t numBytes)
 {
     const auto target = file.getLinkedTarget();

@@ -3,6 +3,7 @@
 
 #include <juce_core/juce_core.h>
 
+#include <optional>
 #include <string>
 
 namespace varnel
@@ -10,6 +11,10 @@ namespace varnel
 
 /** Whether a path is an ordinary file, also by way of a link: what can be opened without waiting for anybody. */
 bool isRegularFile (const juce::File& file);
+
+/** Up to so many bytes from the start of a file. @returns nothing for what is no regular file or cannot be read; never
+    waits for a pipe */
+std::optional<juce::MemoryBlock> startOf (const juce::File& file, size_t mostBytes);
 
 /** Writes a file that is the old one until it is wholly the new one; a link is followed. Where that cannot be done, the
     old file stays and nothing else is left behind. @returns the reason, without the file's name */

@@ -61,21 +61,8 @@ juce::String readText (juce::InputStream& stream)
     return textFrom (text);
 }
 
-/** As much of a file as anything that is read here may have, and a byte more to tell that there is too much. */
-std::optional<juce::MemoryBlock> startOf (const juce::File& file)
-{
-    if (! isRegularFile (file)) // opening a pipe would wait
-        return {};
-
-    juce::FileInputStream stream (file);
-
-    if (stream.failedToOpen())
-        return {};
-
-    juce::MemoryBlock bytes;
-    stream.readIntoMemoryBlock (bytes, static_cast<juce::pointer_sized_int> (longestStateText + 1));
-    return bytes;
-}
+/** A byte more than anything that is read here may have, to tell that there is too much. */
+constexpr size_t mostOfFile = longestStateText + 1;
 
 } // namespace
 
@@ -95,8 +82,10 @@ std::unique_ptr<juce::XmlElement> parseStateXml (const juce::String& text)
     for (auto character = text.getCharPointer(); ! character.isEmpty(); ++character)
         numTags += *character == '<' ? 1 : 0;
 
-    // A document type may define entities that grow without end or name other files.
-    if (numTags > mostStateTags || text.getNumBytesAsUTF8() > longestStateText || text.containsIgnoreCase ("<!DOCTYPE"))
+    // A document type may define entities that grow without end or name other files. A processing instruction in front
+    // of text makes JUCE's parser go round in circles; only the declaration in front of everything looks like one.
+    if (numTags > mostStateTags || text.getNumBytesAsUTF8() > longestStateText || text.containsIgnoreCase ("<!DOCTYPE")
+        || text.lastIndexOf ("<?") > text.indexOfChar ('<'))
         return {};
 
     return juce::XmlDocument (text).getDocumentElement();
@@ -104,7 +93,7 @@ std::unique_ptr<juce::XmlElement> parseStateXml (const juce::String& text)
 
 std::unique_ptr<juce::XmlElement> parseStateFile (const juce::File& file)
 {
-    const auto bytes = startOf (file);
+    const auto bytes = startOf (file, mostOfFile);
 
     if (! bytes || bytes->getSize() > longestStateText)
         return {};
@@ -182,7 +171,7 @@ ParameterState stateFromBinary (juce::InputStream& stream)
 
 std::optional<ParameterState> stateFromBinaryFile (const juce::File& file)
 {
-    const auto bytes = startOf (file);
+    const auto bytes = startOf (file, mostOfFile);
 
     if (! bytes)
         return {};

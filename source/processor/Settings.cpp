@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 #include "Settings.h"
 
+#include "Files.h"
+#include "ParameterState.h"
+
 namespace varnel
 {
 
@@ -26,16 +29,39 @@ bool hasHome()
 #endif
 }
 
+const juce::File nowhere { "/nonexistent" };
+
+juce::String settingsFolder (const juce::File& parent)
+{
+    return parent.getChildFile ("Application Support").getChildFile (productPath).getFullPathName();
+}
+
+/** Whether a file is one that JUCE writes: as text, within the bounds that any XML has here. */
+bool isSettingsFile (const juce::File& file)
+{
+    const auto bytes = startOf (file, longestStateText + 1);
+
+    if (! bytes || ! isUtf8 (static_cast<const char*> (bytes->getData()), bytes->getSize()))
+        return false;
+
+    const auto text = textFrom (static_cast<const char*> (bytes->getData()), bytes->getSize());
+    const auto xml = text.startsWithChar ('<') ? parseStateXml (text) : nullptr;
+    return xml != nullptr && xml->getTagName() == "PROPERTIES";
+}
+
+bool putAside (const juce::File& file)
+{
+    return isRegularFile (file) && file.moveFileTo (file.getSiblingFile (file.getFileName() + ".unreadable"));
+}
+
 } // namespace
 
 juce::PropertiesFile::Options settingsStorage (bool save)
 {
-    const auto folder = hasHome() ? juce::File::getSpecialLocation (juce::File::userApplicationDataDirectory) : juce::File ("/nonexistent");
-
     juce::PropertiesFile::Options options;
     options.applicationName = "Varnel Reverb";
     options.filenameSuffix = ".settings";
-    options.folderName = folder.getChildFile ("Application Support").getChildFile (productPath).getFullPathName();
+    options.folderName = settingsFolder (hasHome() ? juce::File::getSpecialLocation (juce::File::userApplicationDataDirectory) : nowhere);
     options.osxLibrarySubFolder = "Application Support";
     options.commonToAllUsers = false;
     options.ignoreCaseOfKeyNames = false;
@@ -44,6 +70,19 @@ juce::PropertiesFile::Options settingsStorage (bool save)
     options.storageFormat = juce::PropertiesFile::storeAsXML;
     options.processLock = nullptr;
     return options;
+}
+
+juce::PropertiesFile::Options checkedStorage (juce::PropertiesFile::Options storage)
+{
+    const auto file = storage.getDefaultFile();
+
+    // Another instance may have put it aside in the meantime.
+    if (! file.exists() || isSettingsFile (file) || (! storage.doNotSave && putAside (file)) || ! file.exists())
+        return storage;
+
+    storage.folderName = settingsFolder (nowhere);
+    storage.doNotSave = true;
+    return storage;
 }
 
 juce::File getFactoryPresetFolder()

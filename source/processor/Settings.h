@@ -21,6 +21,12 @@ constexpr auto showTooltips = "Show Tooltips";        ///< bool
     or when the settings object goes. Without HOME there are no settings; then, or if saving is not wanted, nothing is written. */
 juce::PropertiesFile::Options settingsStorage (bool save);
 
+/** Looks at a settings file before JUCE does, whose parser follows nesting and document types wherever they lead and
+    waits for pipes. A file that JUCE cannot have written is put aside, as "(its name).unreadable", and the settings
+    start empty. Where that cannot be done, or is not a regular file, or nothing is to be written, the options come
+    back with no place to read from or write to. */
+juce::PropertiesFile::Options checkedStorage (juce::PropertiesFile::Options storage);
+
 /** The folder of the presets that come with the plug-in, which is never written. On Linux it is below /opt. */
 juce::File getFactoryPresetFolder();
 

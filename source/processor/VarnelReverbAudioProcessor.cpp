@@ -21,6 +21,11 @@ juce::String onOffText (float value, int /*maximumLength*/)
     return value < 0.5f ? "Off" : "On";
 }
 
+struct FirstListener : juce::AudioProcessorValueTreeState::Listener
+{
+    void parameterChanged (const juce::String&, float) override {}
+};
+
 } // namespace
 
 //==============================================================================
@@ -43,7 +48,7 @@ VarnelReverbAudioProcessor::VarnelReverbAudioProcessor (UserSettings userSetting
       presetArrival ([this]
                      { takeArrivedPreset(); })
 {
-    settings.setStorageParameters (settingsStorage (userSettings == UserSettings::used));
+    settings.setStorageParameters (checkedStorage (settingsStorage (userSettings == UserSettings::used)));
 
     for (size_t i = 0; i < parameterTable.size(); ++i)
     {
@@ -100,9 +105,12 @@ void VarnelReverbAudioProcessor::addParameterWithCallback (const juce::String& i
             .withStringFromValueFunction (std::move (valueToText))
             .withValueFromStringFunction (std::move (textToValue))));
 
-    // The first message to a parameter's listeners sets JUCE up for them, with an allocation: better here than on
-    // the audio thread, where a controller may be the first to send one.
+    // The first message that reaches a listener makes JUCE allocate: better here than on the audio thread, where hosts
+    // set parameters and controllers speak.
+    FirstListener nobody;
+    parameterState.addParameterListener (id, &nobody);
     parameter->sendValueChangedMessageToListeners (parameter->getValue());
+    parameterState.removeParameterListener (id, &nobody);
 
     paramCallbacks.emplace_back (new ParamChangeCallback (std::move (onChange), parameterState.getRawParameterValue (id)));
     *paramCallbacks.back()->rawValue = defaultValue; // JUCE starts the raw value at the nearest step

@@ -15,6 +15,8 @@ namespace varnel
 namespace
 {
 
+constexpr unsigned int mostChannels = 256, mostBits = 64;
+
 /** All formats that can be read and written. */
 struct Formats : juce::AudioFormatManager
 {
@@ -113,6 +115,10 @@ InputAudioFile::InputAudioFile (const juce::File& fileToRead)
 
     if (reader == nullptr || reader->numChannels == 0)
         throw RenderError (file, "is no audio file that can be read (WAV, AIFF, FLAC, Ogg Vorbis), or is cut short in its header");
+
+    // JUCE's readers never end where a frame does not fit their buffer of 5760 bytes.
+    if (reader->numChannels > mostChannels || reader->bitsPerSample > mostBits)
+        throw RenderError (file, "has " + juce::String (reader->numChannels) + " channels of " + juce::String (reader->bitsPerSample) + " bits; at most " + juce::String (mostChannels) + " of " + juce::String (mostBits) + " can be read");
 
     if (! (reader->sampleRate >= lowestSampleRate && reader->sampleRate <= highestSampleRate))
         throw RenderError (file, "has a sample rate of " + juce::String (reader->sampleRate) + " Hz; 1 Hz to 768 kHz can be processed");

@@ -46,7 +46,7 @@ public:
 
         auto storage = varnel::settingsStorage (true);
         storage.applicationName = "Stand-alone";
-        settings.setStorageParameters (storage);
+        settings.setStorageParameters (varnel::checkedStorage (storage));
 
         window = std::make_unique<varnel::StandaloneWindow> (*settings.getUserSettings());
         window->setVisible (true);

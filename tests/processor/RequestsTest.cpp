@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: AGPL-3.0-only
-// What comes in on a host's side roads: NKS requests, and MIDI of every kind.
+// What comes in on a side road of the host: NKS requests.
 
-#include "AllocationCounter.h"
 #include "Support.h"
 
 #include <array>
@@ -118,50 +117,4 @@ TEST_F (Nks, LogsWhatTheHostTellsAndKeepsNothing)
     EXPECT_EQ (plugin.queryInterface ("0123456789abcde", &obj), 3);
     EXPECT_EQ (obj, nullptr);
     EXPECT_EQ (plugin.queryInterface ("0123456789abcde", nullptr), 3);
-}
-
-TEST (Midi, OfEveryKindAndLengthAllocatesNothing)
-{
-    VarnelReverbAudioProcessor processor (VarnelReverbAudioProcessor::UserSettings::ignored);
-    processor.prepareToPlay (44100.0, 64);
-    processor.midiControllers[1] = VarnelReverbAudioProcessor::learning;
-    processor.midiControllers[2] = 0x7f;
-
-    juce::MidiBuffer midi;
-    for (int status = 0; status < 256; ++status)
-        if ((status & 0xf0) != 0xb0)
-            for (int length = 1; length <= 3; ++length)
-            {
-                const juce::uint8 bytes[] { static_cast<juce::uint8> (status), 0x7f, 0x7f };
-                midi.addEvent (bytes, length, status);
-            }
-
-    std::vector<juce::uint8> sysex (4 << 20, 0x3b);
-    sysex.front() = 0xf0;
-    sysex.back() = 0xf7;
-    midi.addEvent (sysex.data(), static_cast<int> (sysex.size()), 300);
-
-    // Controllers that are cut short, or whose data are none
-    midi.clear (0xb0, 0);
-    for (const auto& bytes : { std::array<juce::uint8, 3> { 0xb0, 0xff, 0x10 }, { 0xb1, 0x10, 0x80 } })
-        midi.addEvent (bytes.data(), 3, 0);
-
-    juce::AudioBuffer<float> buffer (2, 64);
-    buffer.clear();
-    {
-        const AllocationCounter counter;
-        processor.processBlock (buffer, midi);
-        EXPECT_EQ (counter.count(), 0);
-    }
-    EXPECT_EQ (processor.midiControllers[1], VarnelReverbAudioProcessor::learning);
-
-    const auto numEvents = midi.getNumEvents();
-    midi.addEvent (juce::MidiMessage::controllerEvent (7, 0x11, 127), 400);
-    {
-        const AllocationCounter counter;
-        processor.processBlock (buffer, midi);
-        EXPECT_EQ (counter.count(), 0);
-    }
-    EXPECT_EQ (processor.midiControllers[1], 0x11);
-    EXPECT_EQ (midi.getNumEvents(), numEvents + 1) << "the host's MIDI stays as it was";
 }

@@ -3,6 +3,8 @@
 
 #include "Support.h"
 
+#include <sys/stat.h>
+
 #include <cstdlib>
 #include <memory>
 #include <optional>
@@ -180,6 +182,52 @@ TEST_F (Settings, GiveDefaultsWhereTheFileIsNone)
         EXPECT_EQ (folder.getNumberOfChildFiles (juce::File::findFilesAndDirectories), 0);
         folder.setReadOnly (false);
     }
+}
+
+TEST_F (Settings, SetAsideWhatOnlyAParserWouldRead)
+{
+    const auto aside = settingsFile.getSiblingFile ("Varnel Reverb.settings.unreadable");
+    const auto entity = home.getChildFile ("entity.txt");
+    entity.replaceWithText ("7");
+    const auto named = "<!DOCTYPE a [<!ENTITY e SYSTEM \"" + entity.getFullPathName() + "\">]>";
+    const juce::String begin ("<PROPERTIES><VALUE name='initialized' val='1'/><VALUE name='0' val='7'>"), end ("</VALUE></PROPERTIES>");
+
+    const std::vector<juce::String> texts {
+        begin + juce::String::repeatedString ("<a>", 200000) + juce::String::repeatedString ("</a>", 200000) + end,
+        juce::String ("<?xml version='1.0'?>") + named + begin + "&e;" + end,
+        begin + end + juce::String::repeatedString (" ", 1 << 20),
+        "PROP " + begin + end,
+        "<?xml version='1.0'?><CUT"
+    };
+
+    for (const auto& text : texts)
+    {
+        settingsFile.create();
+        ASSERT_TRUE (settingsFile.replaceWithText (text));
+        {
+            VarnelReverbAudioProcessor processor;
+            EXPECT_EQ (map (processor), nothingBound) << text.substring (0, 80);
+            learn (processor, 2, 9);
+        }
+        EXPECT_EQ (aside.loadFileAsString(), text);
+        EXPECT_EQ (stored ("2"), "9") << text.substring (0, 80);
+
+        // Who may not write does not put aside either.
+        settingsFile.replaceWithText (text);
+        VarnelReverbAudioProcessor onlooker (VarnelReverbAudioProcessor::UserSettings::ignored);
+        EXPECT_EQ (onlooker.settings.getUserSettings()->getAllProperties().size(), 0);
+        EXPECT_EQ (settingsFile.loadFileAsString(), text);
+    }
+
+    // Nobody ever writes to this pipe.
+    settingsFile.deleteFile();
+    ASSERT_EQ (mkfifo (settingsFile.getFullPathName().toRawUTF8(), 0600), 0);
+    {
+        VarnelReverbAudioProcessor processor;
+        EXPECT_EQ (map (processor), nothingBound);
+    }
+    EXPECT_TRUE (settingsFile.exists());
+    EXPECT_FALSE (settingsFile.existsAsFile());
 }
 
 TEST_F (Settings, AreNoneWithoutHome)

@@ -233,6 +233,10 @@ TEST_F (State, IsNotFooledByHostileXml)
         entities << "<!ENTITY " << juce::String::charToString (static_cast<juce::juce_wchar> (c)) << " \"" << juce::String ("&?;").replace ("?", juce::String::charToString (static_cast<juce::juce_wchar> (c - 1))).paddedRight (' ', 4) << "&a;&a;\">";
     EXPECT_EQ (after (chunkWith (entities + "]><ReverbParams presetName=\"&j;\"/>")).first, unusual);
 
+    // What a parser would go round in for ever
+    for (const auto* instruction : { "<ReverbParams><?x?>text</ReverbParams>", "<?xml version='1.0'?><ReverbParams><?xml?>text</ReverbParams>", "<ReverbParams><!-- --><?x?> a<", "<?x" })
+        EXPECT_EQ (after (chunkWith (instruction)).first, unusual) << instruction;
+
     // Children in any order and of any kind, text between them, values twice, and things that nobody knows
     const auto [got, text] = after (chunkWith ("<ReverbParams x='1'>text<PARAM id='Position' value='4'/><!-- -->"
                                                "<PARAM id='ReverbSize' value='7'/><Other id='ReverbMod' value='8'/><PARAM id='Unknown' value='1'/><PARAM/><PARAM id='ReverbSize' value='9'/></ReverbParams>"));
