@@ -12,6 +12,7 @@ next_release=trixie
 
 packages=(
     build-essential binutils cmake ninja-build pkg-config clang-format git
+    clang libclang-rt-dev valgrind # sanitizers, fuzzers
     libcli11-dev libgtest-dev libbenchmark-dev
     libflac-dev libogg-dev libvorbis-dev zlib1g-dev libpng-dev libjpeg-dev
     libfreetype-dev libfontconfig1-dev

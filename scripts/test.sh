@@ -1,13 +1,18 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: AGPL-3.0-only
-# Usage: test.sh [--all]
-# Installs what is needed, builds in build/, runs all tests. The engine's tests run under the address,
-# undefined-behaviour and thread sanitizers as well; with --all everything does, and once more with
-# JUCE's assertions on.
+# Usage: test.sh [--quick]
+# Installs what is needed, builds and runs all tests: of the release build, under valgrind, with the address and
+# undefined-behaviour sanitizers, with the thread sanitizer, with JUCE's assertions and leak detector; and each fuzzer for
+# a while. Half an hour on two cores. With --quick the release build's tests only.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-step() { printf '\n== %s\n' "$*"; }
+case ${1:-} in
+    '' | --quick) ;;
+    *) echo "usage: test.sh [--quick]" >&2; exit 2 ;;
+esac
+
+step() { printf '\n== %s (after %d min)\n' "$*" $((SECONDS / 60)); }
 
 juce=()
 [ -z "${VARNEL_JUCE_DIR:-}" ] || juce=(-DVARNEL_JUCE_DIR="$VARNEL_JUCE_DIR")
@@ -38,21 +43,34 @@ DESTDIR="$prefix/root" cmake --install build --component presets >/dev/null
 installed="$prefix/root/opt/Application Support/Ostry/Varnel Reverb/Factory Presets"
 diff -r presets/factory "$installed" && echo "all presets installed"
 
-for sanitizers in address,undefined thread; do
-    step "Engine under the sanitizers: $sanitizers"
-    folder=build/engine-${sanitizers%%,*}
-    cmake -S . -B "$folder" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVARNEL_ENGINE_ONLY=ON -DVARNEL_TESTS=ON -DVARNEL_SANITIZERS=$sanitizers >/dev/null
-    cmake --build "$folder"
-    ctest --test-dir "$folder" --output-on-failure -j2
+if [ "${1:-}" = --quick ]; then
+    step "All passed"
+    exit
+fi
+
+# Slow as it is, valgrind gets the tests that are not about endurance.
+step "Engine and processor under valgrind"
+for tests in varnel-engine-tests varnel-plugin-tests; do
+    valgrind --quiet --error-exitcode=1 --leak-check=full --errors-for-leak-kinds=definite \
+        "build/tests/$tests" --gtest_brief=1 --gtest_filter=-Extremes.*:Threads.*:*May*
 done
 
-if [ "${1:-}" = --all ]; then
-    for preset in asan tsan debug; do
-        step "All tests, preset $preset"
-        cmake --preset $preset "${juce[@]}"
-        cmake --build --preset $preset
-        ctest --preset $preset
-    done
-fi
+step "Address and undefined-behaviour sanitizers"
+cmake --preset asan "${juce[@]}"
+cmake --build --preset asan
+ctest --preset asan
+
+step "Fuzzers"
+scripts/fuzz.sh 20
+
+step "Thread sanitizer"
+cmake --preset tsan "${juce[@]}"
+cmake --build --preset tsan --target varnel-engine-tests varnel-plugin-tests
+ctest --preset tsan -R '^Threads|^Host\.|\.May|\.Knows'
+
+step "JUCE's assertions and leak detector"
+cmake --preset debug "${juce[@]}"
+cmake --build --preset debug
+ctest --preset debug
 
 step "All passed"

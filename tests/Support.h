@@ -17,6 +17,14 @@ namespace juce::detail
 bool dispatchNextMessageOnSystemQueue (bool returnIfNoPendingMessages);
 }
 
+/** Whether JUCE's assertions are on. They fail the test that sets one off, and so also one that gives JUCE on purpose
+    what it should not get: such steps are left to the other builds. */
+#if JUCE_DEBUG
+constexpr bool juceObjects = true;
+#else
+constexpr bool juceObjects = false;
+#endif
+
 /** Delivers messages until a condition holds or the time is up. @returns whether it holds */
 inline bool deliverMessagesUntil (const std::function<bool()>& condition, int milliseconds = 5000)
 {

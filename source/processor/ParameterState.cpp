@@ -28,6 +28,12 @@ std::optional<double> numberIn (const juce::String& text)
     if (! juce::CharacterFunctions::isDigit (start[0]))
         return {};
 
+    // JUCE counts the exponent in an int, which must not overflow.
+    const auto exponent = start.fromFirstOccurrenceOf ("e", false, true).trimCharactersAtStart ("+-0").initialSectionContainingOnly ("0123456789");
+
+    if (exponent.length() > 8)
+        return {};
+
     return text.getDoubleValue();
 }
 

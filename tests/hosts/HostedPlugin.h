@@ -16,7 +16,11 @@ inline const Bundle bundles[] { { "VST3", VARNEL_VST3_BUNDLE }, { "LV2", VARNEL_
 inline std::unique_ptr<juce::AudioPluginFormat> makeFormat (const Bundle& bundle)
 {
     if (juce::String (bundle.format) == "LV2")
+    {
+        // What else is installed is not looked at.
+        setenv ("LV2_PATH", juce::File (bundle.path).getParentDirectory().getFullPathName().toRawUTF8(), 1);
         return std::make_unique<juce::LV2PluginFormat>();
+    }
 
     return std::make_unique<juce::VST3PluginFormat>();
 }

@@ -47,6 +47,7 @@ public:
             if (exitStatus() == -1)
                 kill (pid, SIGKILL);
         }
+        EXPECT_FALSE (printed().contains ("JUCE Assertion") || printed().contains ("Leaked objects")) << printed();
         output.deleteFile();
     }
 

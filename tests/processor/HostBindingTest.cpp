@@ -148,7 +148,8 @@ TEST_F (Host, HearsWhoSpokeLast)
     // Values between two steps, which the parameter moves, are changes like any other; so is no number.
     Witness witness;
     binding->setParameter ("Position", 0.503f);
-    binding->setParameter ("ReverbLo", std::numeric_limits<float>::quiet_NaN());
+    if (! juceObjects)
+        binding->setParameter ("ReverbLo", std::numeric_limits<float>::quiet_NaN());
     processor.addListener (&witness);
     binding->answerMessages();
     EXPECT_EQ (witness.heard.joinIntoString (", "), "");

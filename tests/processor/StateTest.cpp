@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <thread>
 
@@ -54,7 +55,7 @@ protected:
             out.writeInt (3);
         }
         out.writeString ("dropped");
-        out.writeString (name);
+        out.write (name, std::strlen (name) + 1);
         out.writeInt (-1);
         for (const auto number : numbers)
             out.writeFloat (number);
@@ -196,8 +197,8 @@ TEST_F (State, TakesAChunkWholeOrNotAtAll)
     }
     EXPECT_EQ (numTaken, 19 + notMissed) << "the true length and all beyond";
 
-    // Every byte spoilt in turn
-    for (int i = 0; i < size; ++i)
+    // Every byte spoilt in turn, tags that are none among them
+    for (int i = 0; i < size && ! juceObjects; ++i)
         for (const int spoilt : { 0, 0x80, 0xff, 0x3c, 0x22 })
         {
             chunk = whole;
@@ -251,7 +252,7 @@ TEST_F (State, IsNotFooledByHostileXml)
 
 TEST_F (State, KeepsAValueThatIsGivenAsNoNumber)
 {
-    for (const auto* noNumber : { "nan", "inf", "-inf", "-nan", "1e999", "", "x", "-", "." })
+    for (const auto* noNumber : { "nan", "inf", "-inf", "-nan", "1e999", "1e99999999999", "1E-4294967296", "", "x", "-", "." })
         for (const auto& parameter : parameterTable)
             EXPECT_EQ (after (chunkWith ("<ReverbParams><PARAM id='" + juce::String (parameter.id) + "' value='" + noNumber + "'/></ReverbParams>")).first, unusual) << parameter.id << " " << noNumber;
 
@@ -266,8 +267,13 @@ TEST_F (State, KeepsAValueThatIsGivenAsNoNumber)
     processor.setParameterState (tree);
     EXPECT_EQ (values (processor), (std::vector<float> { unusual[0], 100.0f, -12.0f, unusual[3], unusual[4], 0.0f, 0.0f })) << "finite values are held at the ends";
     EXPECT_TRUE (textOf (chunkOf (processor)).contains ("id=\"ReverbMod\" value=\"100.0\""));
+}
 
-    // From a host's call
+TEST_F (State, KeepsAValueThatAHostGivesAsNoNumber)
+{
+    if (juceObjects)
+        GTEST_SKIP() << "JUCE's assertions are on";
+
     setUnusualValues (processor);
     for (auto* parameter : processor.getParameters())
     {
@@ -338,7 +344,8 @@ TEST_F (State, ReadsTheOlderBinaryRecord)
     EXPECT_EQ (processor.currentPresetFile, file);
 
     // A name that is no UTF-8 makes no chunk that is refused later.
-    after (record (true, numbers, "\xff\xc0\xf0\x9f\x1"));
+    constexpr char noUtf8[] { '\xff', '\xc0', '\xf0', '\x9f', '\x1', '\0' };
+    after (record (true, numbers, noUtf8));
     VarnelReverbAudioProcessor second;
     restore (second, chunkOf (processor));
     expectNear (values (second), numbers, "restored");

@@ -49,6 +49,7 @@ protected:
         if (result.err.startsWith ("JUCE v"))
             result.err = result.err.fromFirstOccurrenceOf ("\n", false, false);
 
+        EXPECT_FALSE (result.err.contains ("JUCE Assertion") || result.err.contains ("Leaked objects")) << result.err;
         return result;
     }
 
@@ -444,6 +445,16 @@ TEST_F (Render, RefusesBadInputInOneLine)
         write ("rate.wav", audio (1, 10), rate);
         expectRefusal (render ("rate.wav out.wav"), 1, { "rate.wav" });
     }
+
+    // More in a frame than JUCE's reader has room for
+    write ("wide.aiff", audio (200, 10));
+    juce::MemoryBlock wide;
+    file ("wide.aiff").loadFileAsData (wide);
+    auto* const numChannels = static_cast<char*> (wide.getData()) + 20;
+    ASSERT_EQ (static_cast<unsigned char> (numChannels[1]), 200);
+    numChannels[0] = 40;
+    file ("wide.aiff").replaceWithData (wide.getData(), wide.getSize());
+    expectRefusal (render ("wide.aiff out.wav"), 1, { "wide.aiff", "channels" });
 
     // Cut short by a little, by half, and inside the header.
     for (const auto* name : { "cut.wav", "cut.aiff", "cut.flac", "cut.ogg" })

@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: AGPL-3.0-only
+// The engine where no session goes: absurd rates and blocks, no preparation, controls that are noise.
+
+#include "TestSignals.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+using namespace varnel;
+
+namespace
+{
+
+/** More than any setting makes of noise, with an hour's tail in it. */
+constexpr float loudestExpected = 40.0f;
+
+/** Moves every control to where noise says. */
+void scatterControls (ReverbEngine& engine, Noise& noise)
+{
+    for (const auto& parameter : parameterTable)
+        (engine.*parameter.apply) (parameter.start + (noise() + 0.5f) * (parameter.end - parameter.start));
+}
+
+testing::AssertionResult isBounded (const std::vector<float>& samples)
+{
+    for (std::size_t i = 0; i < samples.size(); ++i)
+        if (! (std::abs (samples[i]) <= loudestExpected)) // nor if it is no number
+            return testing::AssertionFailure() << samples[i] << " at sample " << i;
+
+    return testing::AssertionSuccess();
+}
+
+} // namespace
+
+TEST (Extremes, AnyRateGivesBoundedSound)
+{
+    for (const auto rate : { 1.0, 2.0, 10.0, 100.0, 1000.0, 8000.0, 384000.0, 768000.0, 1536000.0 })
+        for (const auto size : { 0.0f, 33.0f, 100.0f })
+            for (const auto shelf : { -12.0f, 12.0f })
+            {
+                auto engine = preparedEngine (rate, { { "ReverbSize", size }, { "ReverbMod", 100.0f }, { "ReverbLo", shelf }, { "ReverbHi", shelf } });
+                Noise noise;
+                EXPECT_TRUE (isBounded (runNoise (*engine, noise, 20000, 512))) << rate << " Hz, Size " << size << ", shelves " << shelf;
+            }
+}
+
+TEST (Extremes, AMillionSamplesAreABlockLikeAnyOther)
+{
+    constexpr int most = 1048576;
+    Noise noise;
+    auto whole = noiseChannels (noise, 2, most);
+    auto inPieces = whole;
+
+    auto once = preparedEngine (48000.0);
+    run (*once, whole, most);
+
+    // Pieces of all sizes, none among them
+    auto often = preparedEngine (48000.0);
+    for (int start = 0, size = 0; start<most; start += size, size = size * 3 + 1> 20000 ? 0 : size * 3 + 1)
+    {
+        float* const pointers[] { inPieces[0].data() + start, inPieces[1].data() + start };
+        often->processBlock (pointers, 2, std::min (size, most - start));
+    }
+
+    EXPECT_EQ (whole, inPieces);
+}
+
+TEST (Extremes, UpToSixtyFourChannelsAreTwoOfSoundAndOthersLeftAlone)
+{
+    for (std::size_t numChannels = 0; numChannels <= 64; ++numChannels)
+    {
+        auto engine = preparedEngine (48000.0, {}, static_cast<int> (numChannels));
+        Noise noise;
+        auto channels = noiseChannels (noise, std::max<std::size_t> (numChannels, 1), 300);
+        channels.resize (numChannels);
+        const auto before = channels;
+
+        std::vector<float*> pointers;
+        for (auto& channel : channels)
+            pointers.push_back (channel.data());
+        engine->processBlock (pointers.data(), static_cast<int> (numChannels), 300);
+
+        for (std::size_t channel = 0; channel < numChannels; ++channel)
+            EXPECT_EQ (channels[channel] != before[channel], channel < 2) << "channel " << channel << " of " << numChannels;
+    }
+}
+
+TEST (Extremes, NothingHasToBePreparedOrIsSpoiltByPreparingAgain)
+{
+    ReverbEngine unprepared;
+    Noise noise;
+    EXPECT_TRUE (isBounded (runNoise (unprepared, noise, 4410, 100)));
+    scatterControls (unprepared, noise);
+    unprepared.setBypass (1.0f);
+    EXPECT_TRUE (isBounded (runNoise (unprepared, noise, 4410, 100)));
+
+    // Whatever has been before, a prepared engine is a new one, but for the last places of delays that came a long way.
+    ReverbEngine again;
+    for (const auto rate : { 44100.0, 1.0, 1536000.0, 8000.0, 44100.0 })
+    {
+        again.prepare (rate, 2);
+        scatterControls (again, noise);
+        again.setBypass (1.0f);
+        runNoise (again, noise, 3000, 64);
+    }
+
+    again.prepare (44100.0, 2);
+    again.tankFeedbackL = again.tankFeedbackR = 0.0f; // the one sample that a preparation leaves
+    for (const auto& parameter : parameterTable)
+        (again.*parameter.apply) (parameter.defaultValue);
+
+    auto fresh = preparedEngine (44100.0);
+    Noise one, other;
+    const auto got = runNoise (again, one, 20000, 512), expected = runNoise (*fresh, other, 20000, 512);
+    for (std::size_t i = 0; i < expected.size(); ++i)
+        ASSERT_NEAR (got[i], expected[i], 1e-4f) << "sample " << i;
+}
+
+TEST (Extremes, ControlsThatAreNoiseGiveBoundedSound)
+{
+    for (const auto blockSize : { 1, 7, 512 })
+    {
+        auto engine = preparedEngine (48000.0);
+        Noise noise;
+
+        for (int done = 0; done < 200000; done += blockSize)
+        {
+            scatterControls (*engine, noise);
+            ASSERT_TRUE (isBounded (runNoise (*engine, noise, blockSize, blockSize))) << "blocks of " << blockSize << ", after " << done;
+        }
+    }
+}

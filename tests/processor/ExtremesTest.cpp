@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: AGPL-3.0-only
+// The processor in the hands of a host that does what no host should.
+
+#include "Support.h"
+
+#include <cmath>
+#include <memory>
+
+using varnel::VarnelReverbAudioProcessor;
+
+namespace
+{
+
+using Buses = VarnelReverbAudioProcessor::Buses;
+using UserSettings = VarnelReverbAudioProcessor::UserSettings;
+
+/** Runs an impulse through a processor. @returns the left output */
+std::vector<float> impulseThrough (VarnelReverbAudioProcessor& processor, int numSamples, int numChannels = 2)
+{
+    juce::AudioBuffer<float> buffer (numChannels, numSamples);
+    buffer.clear();
+    buffer.setSample (0, 0, 1.0f);
+    juce::MidiBuffer midi;
+    processor.processBlock (buffer, midi);
+    return { buffer.getReadPointer (0), buffer.getReadPointer (0) + numSamples };
+}
+
+bool isSound (const std::vector<float>& samples)
+{
+    return std::all_of (samples.begin(), samples.end(), [] (float sample)
+                        { return std::abs (sample) < 40.0f; });
+}
+
+} // namespace
+
+TEST (Extremes, AProcessorNeedsNeitherPreparationNorRelease)
+{
+    VarnelReverbAudioProcessor processor (UserSettings::ignored, Buses::on);
+    EXPECT_TRUE (isSound (impulseThrough (processor, 5000)));
+
+    // Prepared over and over again, for sizes of blocks that then do not come
+    for (const auto rate : { 1.0, 1536000.0, 44100.0, 11025.0, 48000.0 })
+        for (const auto size : { 0, 1, 1048576 })
+        {
+            processor.prepareToPlay (rate, size);
+            EXPECT_TRUE (isSound (impulseThrough (processor, 777))) << rate;
+        }
+
+    processor.releaseResources();
+    processor.releaseResources();
+    processor.reset();
+    EXPECT_TRUE (isSound (impulseThrough (processor, 5000))) << "a released one goes on";
+
+    for (int numChannels = 1; numChannels <= 64; ++numChannels)
+        EXPECT_TRUE (isSound (impulseThrough (processor, 100, numChannels))) << numChannels;
+
+    EXPECT_TRUE (isSound (impulseThrough (processor, 1048576)));
+}
+
+TEST (Extremes, AThousandProcessorsSoundLikeOne)
+{
+    constexpr double rate = 8000.0; // for the memory's sake
+    std::vector<std::unique_ptr<VarnelReverbAudioProcessor>> processors;
+
+    for (int i = 0; i < 1000; ++i)
+    {
+        processors.push_back (std::make_unique<VarnelReverbAudioProcessor> (UserSettings::ignored, Buses::on));
+        processors.back()->prepareToPlay (rate, 512);
+    }
+
+    const auto expected = impulseThrough (*processors.front(), 512);
+
+    for (size_t i = 1; i < processors.size(); ++i)
+        ASSERT_EQ (impulseThrough (*processors[i], 512), expected) << "processor " << i;
+
+    // They go in any order, each with its timer.
+    for (size_t i = 0; i < processors.size(); i += 2)
+        processors[i].reset();
+
+    deliverMessages (150);
+    EXPECT_EQ (get (*processors[1], "ReverbSize"), 33.0f);
+}
