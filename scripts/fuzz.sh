@@ -37,7 +37,7 @@ run() {
     case $name in chunk | preset | settings) dictionary=(-dict=tests/fuzz/xml.dict) ;; esac
 
     # Standard output (the plug-in's, not the fuzzer's) goes nowhere.
-    if "build-asan/tests/fuzz/fuzz-$name" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -close_fd_mask=1 \
+    if "build-asan/tests/fuzz/fuzz-$name" -max_total_time="$seconds" -timeout=60 -rss_limit_mb=2048 -close_fd_mask=1 \
         -print_final_stats=1 -artifact_prefix="$work/findings/$name-" "${dictionary[@]}" \
         "$work/corpus/$name" "tests/fuzz/corpus/$name" 2>"$log"; then
         verdict="nothing found"

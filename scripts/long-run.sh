@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: AGPL-3.0-only
 # Usage: long-run.sh [--hours N] [--gain]
 # Runs 24 hours of audio through the plug-in while all its controls move, and compares the hours: level, offset, memory,
-# and at the end the answer to an impulse with that of a new instance. Takes ten minutes or so. With --gain it looks for
+# and the answer to an impulse at the end with that after the first hour. Takes ten minutes or so. With --gain it looks for
 # the setting that makes most of noise at full scale instead. Exits with 1 if anything is not as it should be.
 set -euo pipefail
 cd "$(dirname "$0")/.."

@@ -24,8 +24,24 @@ step "Formatting"
 git ls-files '*.h' '*.cpp' | xargs clang-format --dry-run --Werror
 echo "as .clang-format has it"
 
+# All at once: each of them builds a tool of JUCE's, one file after the other. Line numbers are enough in a debug build.
+step "Configuration"
+logs=$(mktemp -d)
+trap 'rm -rf "$logs"' EXIT
+presets=(release asan tsan debug)
+[ -z "${1:-}" ] || presets=(release)
+configure() {
+    local flags=()
+    [ "$1" != debug ] || flags=(-DCMAKE_CXX_FLAGS_DEBUG=-g1)
+    cmake --preset "$1" "${juce[@]}" "${flags[@]}" >"$logs/$1" 2>&1
+}
+for preset in "${presets[@]}"; do configure "$preset" & done
+for preset in "${presets[@]}"; do
+    wait -n || { tail -n 30 "$logs"/* >&2; exit 1; }
+done
+echo "${presets[*]}"
+
 step "Build"
-cmake --preset release "${juce[@]}"
 cmake --build build
 
 step "Tests"
@@ -33,7 +49,7 @@ ctest --preset release
 
 step "Installation"
 prefix=$(mktemp -d)
-trap 'rm -rf "$prefix"' EXIT
+trap 'rm -rf "$logs" "$prefix"' EXIT
 cmake --install build --prefix "$prefix" >/dev/null
 "$prefix/bin/varnel-reverb" --version
 [ -f "$prefix/lib/vst3/Varnel Reverb.vst3/Contents/Resources/moduleinfo.json" ]
@@ -56,7 +72,6 @@ for tests in varnel-engine-tests varnel-plugin-tests; do
 done
 
 step "Address and undefined-behaviour sanitizers"
-cmake --preset asan "${juce[@]}"
 cmake --build --preset asan
 ctest --preset asan
 
@@ -64,12 +79,10 @@ step "Fuzzers"
 scripts/fuzz.sh 20
 
 step "Thread sanitizer"
-cmake --preset tsan "${juce[@]}"
 cmake --build --preset tsan --target varnel-engine-tests varnel-plugin-tests
 ctest --preset tsan -R '^Threads|^Host\.|\.May|\.Knows'
 
 step "JUCE's assertions and leak detector"
-cmake --preset debug "${juce[@]}"
 cmake --build --preset debug
 ctest --preset debug
 

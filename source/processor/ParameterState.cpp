@@ -67,6 +67,43 @@ juce::String readText (juce::InputStream& stream)
     return textFrom (text);
 }
 
+/** Whether all characters that a text gives by their numbers ("&#228;", "&#xe4;") are complete, and are characters. JUCE's
+    parser reads on behind the end of the text where one is cut short. */
+bool hasSoundCharacterNumbers (const juce::String& text)
+{
+    constexpr auto longest = 8; // digits
+
+    for (auto at = text.getCharPointer(); ! at.isEmpty();)
+    {
+        if (at.getAndAdvance() != '&' || *at != '#')
+            continue;
+
+        ++at;
+        const auto base = *at == 'x' || *at == 'X' ? 16 : 10;
+        juce::int64 number = 0;
+        auto numDigits = 0;
+
+        if (base == 16)
+            ++at;
+
+        for (; *at != ';' && numDigits < longest; ++numDigits)
+        {
+            const auto digit = juce::CharacterFunctions::getHexDigitValue (*at);
+
+            if (digit < 0 || digit >= base)
+                return false;
+
+            number = number * base + digit;
+            ++at;
+        }
+
+        if (*at != ';' || number == 0 || number > 0x10ffff || (number >= 0xd800 && number < 0xe000))
+            return false;
+    }
+
+    return true;
+}
+
 /** A byte more than anything that is read here may have, to tell that there is too much. */
 constexpr size_t mostOfFile = longestStateText + 1;
 
@@ -91,7 +128,7 @@ std::unique_ptr<juce::XmlElement> parseStateXml (const juce::String& text)
     // A document type may define entities that grow without end or name other files. A processing instruction in front
     // of text makes JUCE's parser go round in circles; only the declaration in front of everything looks like one.
     if (numTags > mostStateTags || text.getNumBytesAsUTF8() > longestStateText || text.containsIgnoreCase ("<!DOCTYPE")
-        || text.lastIndexOf ("<?") > text.indexOfChar ('<'))
+        || text.lastIndexOf ("<?") > text.indexOfChar ('<') || ! hasSoundCharacterNumbers (text))
         return {};
 
     return juce::XmlDocument (text).getDocumentElement();

@@ -49,8 +49,7 @@ constexpr size_t longestStateText = 1 << 20;
 constexpr int mostStateTags = 256;
 
 /** Parses XML without looking at any other file. @returns nothing for text that is no XML, is too long or too deep,
-    or brings a document
-    type or processing instructions of its own */
+    brings a document type or processing instructions of its own, or numbers of characters that are none */
 std::unique_ptr<juce::XmlElement> parseStateXml (const juce::String& text);
 
 /** Reads and parses a file. @returns nothing also for what is no regular file or cannot be read; never waits for a pipe */

@@ -15,7 +15,7 @@ namespace varnel
 namespace
 {
 
-constexpr unsigned int mostChannels = 256, mostBits = 64;
+constexpr unsigned int mostChannels = 256, fewestBits = 8, mostBits = 64;
 
 /** All formats that can be read and written. */
 struct Formats : juce::AudioFormatManager
@@ -116,9 +116,9 @@ InputAudioFile::InputAudioFile (const juce::File& fileToRead)
     if (reader == nullptr || reader->numChannels == 0)
         throw RenderError (file, "is no audio file that can be read (WAV, AIFF, FLAC, Ogg Vorbis), or is cut short in its header");
 
-    // JUCE's readers never end where a frame does not fit their buffer of 5760 bytes.
-    if (reader->numChannels > mostChannels || reader->bitsPerSample > mostBits)
-        throw RenderError (file, "has " + juce::String (reader->numChannels) + " channels of " + juce::String (reader->bitsPerSample) + " bits; at most " + juce::String (mostChannels) + " of " + juce::String (mostBits) + " can be read");
+    // JUCE's readers never end where a frame does not fit their buffer of 5760 bytes, and divide by one that has none.
+    if (reader->numChannels > mostChannels || reader->bitsPerSample < fewestBits || reader->bitsPerSample > mostBits)
+        throw RenderError (file, "has " + juce::String (reader->numChannels) + " channels of " + juce::String (reader->bitsPerSample) + " bits; up to " + juce::String (mostChannels) + " of " + juce::String (fewestBits) + " to " + juce::String (mostBits) + " bits can be read");
 
     if (! (reader->sampleRate >= lowestSampleRate && reader->sampleRate <= highestSampleRate))
         throw RenderError (file, "has a sample rate of " + juce::String (reader->sampleRate) + " Hz; 1 Hz to 768 kHz can be processed");

@@ -68,7 +68,13 @@ public:
         return ended && WIFEXITED (status) ? WEXITSTATUS (status) : -1;
     }
 
-    juce::String printed() const { return output.loadFileAsString(); }
+    juce::String printed() const
+    {
+        const auto text = output.loadFileAsString();
+
+        // JUCE introduces itself in debug builds.
+        return text.startsWith ("JUCE v") ? text.fromFirstOccurrenceOf ("\n", false, false) : text;
+    }
 
 private:
     const juce::File output = juce::File::createTempFile ("log");

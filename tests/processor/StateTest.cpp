@@ -238,6 +238,11 @@ TEST_F (State, IsNotFooledByHostileXml)
     for (const auto* instruction : { "<ReverbParams><?x?>text</ReverbParams>", "<?xml version='1.0'?><ReverbParams><?xml?>text</ReverbParams>", "<ReverbParams><!-- --><?x?> a<", "<?x" })
         EXPECT_EQ (after (chunkWith (instruction)).first, unusual) << instruction;
 
+    // Characters by their numbers, cut short or none: a parser reads on behind the text
+    for (const auto* number : { "&#x", "&#x41", "&#", "&#;", "&#x;", "&#65", "&#x110000;", "&#xd800;", "&#0;", "&#4294967297;", "&#1a;" })
+        EXPECT_EQ (after (chunkWith ("<ReverbParams><PARAM id='ReverbSize' value='1'/>" + juce::String (number))).first, unusual) << number;
+    EXPECT_EQ (after (chunkWith ("<ReverbParams><PARAM id='ReverbSize' value='&#x34;&#50;'/></ReverbParams>")).first[0], 42.0f);
+
     // Children in any order and of any kind, text between them, values twice, and things that nobody knows
     const auto [got, text] = after (chunkWith ("<ReverbParams x='1'>text<PARAM id='Position' value='4'/><!-- -->"
                                                "<PARAM id='ReverbSize' value='7'/><Other id='ReverbMod' value='8'/><PARAM id='Unknown' value='1'/><PARAM/><PARAM id='ReverbSize' value='9'/></ReverbParams>"));
