@@ -6,6 +6,7 @@
 #include "processor/HostBinding.h"
 
 #include <atomic>
+#include <cmath>
 #include <fcntl.h>
 #include <mutex>
 #include <random>
@@ -115,6 +116,11 @@ protected:
 
                 if (numLocks != numHeard - numHeardBefore || report.find (',') != std::string::npos || (numLocks == 0 && ! report.empty()))
                     ADD_FAILURE() << "block " << i << ": " << report;
+
+                for (int channel = 0; channel < block.getNumChannels(); ++channel)
+                    for (int n = 0; n < block.getNumSamples(); ++n)
+                        if (! (std::abs (block.getSample (channel, n)) < 40.0f)) // nor if it is no number
+                            FAIL() << "block " << i << " gives " << block.getSample (channel, n);
             }
 
             numMessages = numHeard; })
