@@ -272,19 +272,21 @@ bool searchForGain()
     std::sort (settings.begin(), settings.end(), [] (const auto& a, const auto& b)
                { return a.levels.squares > b.levels.squares; });
 
-    // The long tails of the loudest ones take their time to build up.
+    // The longest tails take half an hour to build up, so the largest sizes are looked at again with the loudest settings.
     const auto noiseLevel = decibels (std::sqrt (1.0 / 3.0));
     auto allFinite = true;
     std::puts ("Size  Spin  Position  Insert Mode  input   gain dB  peak (full scale 1)");
-    for (size_t i = 0; i < 5; ++i)
-        for (const auto mono : { false, true })
-        {
-            auto& setting = settings[i];
-            measure (setting, 1800.0, 600.0, mono);
-            allFinite = allFinite && setting.levels.allFinite;
-            std::printf ("%4.0f  %4.0f  %8.0f  %11s  %6s  %7.2f  %7.2f\n", setting.size * 100.0, setting.spin * 100.0, setting.position * 100.0, setting.insert > 0.5 ? "on" : "off", mono ? "mono" : "stereo", setting.levels.level() - noiseLevel, setting.levels.peak);
-            std::fflush (stdout);
-        }
+    for (size_t i = 0; i < 3; ++i)
+        for (const auto size : { 0.9, 1.0 })
+            for (const auto mono : { false, true })
+            {
+                auto setting = settings[i];
+                setting.size = size;
+                measure (setting, 1800.0, 600.0, mono);
+                allFinite = allFinite && setting.levels.allFinite;
+                std::printf ("%4.0f  %4.0f  %8.0f  %11s  %6s  %7.2f  %7.2f\n", setting.size * 100.0, setting.spin * 100.0, setting.position * 100.0, setting.insert > 0.5 ? "on" : "off", mono ? "mono" : "stereo", setting.levels.level() - noiseLevel, setting.levels.peak);
+                std::fflush (stdout);
+            }
 
     return allFinite;
 }

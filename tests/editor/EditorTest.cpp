@@ -223,7 +223,7 @@ TEST_F (Window, TurnsEachPointerOverItsWholeAngle)
         for (const auto& [proportion, degrees] : { std::pair { 0.0f, -150.48 }, { 0.5f, 0.0 }, { 1.0f, 150.48 } })
         {
             parameter.setValueNotifyingHost (proportion);
-            deliverMessages (80);
+            deliverMessages (250);
 
             // The centre of what is white on the dial
             const auto dial = knob (id).slider.getScreenBounds();
