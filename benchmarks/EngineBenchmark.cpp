@@ -40,10 +40,13 @@ struct Block
 
     void fill (Signal signal)
     {
-        left = signal == Signal::silenceAfterTail ? silence : signal == Signal::denormals ? denormals
-                                                                                          : noiseL;
-        right = signal == Signal::silenceAfterTail ? silence : signal == Signal::denormals ? denormals
-                                                                                           : noiseR;
+        left = noiseL;
+        right = noiseR;
+
+        if (signal == Signal::silenceAfterTail)
+            left = right = silence;
+        else if (signal == Signal::denormals)
+            left = right = denormals;
     }
 
     std::array<float, blockSize> noiseL, noiseR, denormals, silence {}, left {}, right {};

@@ -19,9 +19,6 @@ case ${1:-} in
     *) echo "usage: compare-peers.sh [--quick]" >&2; exit 2 ;;
 esac
 
-juce=()
-[ -z "${VARNEL_JUCE_DIR:-}" ] || juce=(-DVARNEL_JUCE_DIR="$VARNEL_JUCE_DIR")
-
 as_root() { if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi; }
 
 scripts/setup.sh
@@ -51,7 +48,7 @@ done
 
 echo "compare-peers: building (a few minutes the first time)"
 mkdir -p build
-{ cmake --preset release "${juce[@]}" && cmake --build build --target varnel-peers; } >build/peers.log 2>&1 ||
+{ cmake --preset release && cmake --build build --target varnel-peers; } >build/peers.log 2>&1 ||
     { cat build/peers.log; exit 2; }
 
 results=build/benchmarks/peers/results.json

@@ -5,9 +5,6 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-juce=()
-[ -z "${VARNEL_JUCE_DIR:-}" ] || juce=(-DVARNEL_JUCE_DIR="$VARNEL_JUCE_DIR")
-
 scripts/setup.sh
 
 recording=/usr/share/sounds/alsa/Front_Center.wav
@@ -15,7 +12,7 @@ render=build/source/render/varnel-render
 
 if [ ! -f build/build.ninja ]; then
     echo "demo: configuring"
-    cmake --preset release "${juce[@]}" >build-demo.log 2>&1 || { cat build-demo.log; exit 1; }
+    cmake --preset release >build-demo.log 2>&1 || { cat build-demo.log; exit 1; }
     mv build-demo.log build/demo.log
 fi
 

@@ -11,21 +11,18 @@ cd "$(dirname "$0")/.."
 
 seconds=${1:-60}
 shift || true
-all=(chunk binary-record preset settings midi nks audio-file)
-fuzzers=("${@:-${all[@]}}")
-[ $# -gt 0 ] || fuzzers=("${all[@]}")
+mapfile -t all < <(ls tests/fuzz/corpus)
+[ $# -gt 0 ] || set -- "${all[@]}"
 
 case $seconds in
     '' | *[!0-9]*) echo "fuzz: \"$seconds\" is no number of seconds" >&2; exit 2 ;;
 esac
 
-for name in "${fuzzers[@]}"; do
+for name in "$@"; do
     [ -d "tests/fuzz/corpus/$name" ] || { echo "fuzz: there is no fuzzer \"$name\"; there are: ${all[*]}" >&2; exit 2; }
 done
 
-juce=()
-[ -z "${VARNEL_JUCE_DIR:-}" ] || juce=(-DVARNEL_JUCE_DIR="$VARNEL_JUCE_DIR")
-[ -f build-asan/build.ninja ] || { scripts/setup.sh && cmake --preset asan "${juce[@]}"; }
+[ -f build-asan/build.ninja ] || { scripts/setup.sh && cmake --preset asan; }
 cmake --build build-asan --target varnel-fuzzers
 
 work=build-asan/fuzz
@@ -54,4 +51,4 @@ run() {
 }
 export -f run
 
-printf '%s\n' "${fuzzers[@]}" | xargs -P 2 -I {} bash -c 'run {}'
+printf '%s\n' "$@" | xargs -P 2 -I {} bash -c 'run {}'

@@ -7,10 +7,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-juce=()
-[ -z "${VARNEL_JUCE_DIR:-}" ] || juce=(-DVARNEL_JUCE_DIR="$VARNEL_JUCE_DIR")
-
 scripts/setup.sh
-cmake --preset release "${juce[@]}" >/dev/null
+cmake --preset release >/dev/null
 cmake --build build --target varnel-long-run >/dev/null
 exec build/benchmarks/varnel-long-run "$@"

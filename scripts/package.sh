@@ -4,11 +4,8 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-juce=()
-[ -z "${VARNEL_JUCE_DIR:-}" ] || juce=(-DVARNEL_JUCE_DIR="$VARNEL_JUCE_DIR")
-
 scripts/setup.sh
-cmake --preset release "${juce[@]}" >/dev/null
+cmake --preset release >/dev/null
 cmake --build build
 rm -rf build/packages
 (cd build && cpack -G "DEB;TGZ")

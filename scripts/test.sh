@@ -3,7 +3,7 @@
 # Usage: test.sh [--quick]
 # Installs what is needed, builds and runs all tests: of the release build, under valgrind, with the address and
 # undefined-behaviour sanitizers, with the thread sanitizer, with JUCE's assertions and leak detector; and each fuzzer for
-# a while. Half an hour on two cores. With --quick the release build's tests only.
+# a while. Some forty minutes on two cores. With --quick the release build's tests only.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -14,9 +14,6 @@ esac
 
 step() { printf '\n== %s (after %d min)\n' "$*" $((SECONDS / 60)); }
 
-juce=()
-[ -z "${VARNEL_JUCE_DIR:-}" ] || juce=(-DVARNEL_JUCE_DIR="$VARNEL_JUCE_DIR")
-
 step "Setup"
 scripts/setup.sh
 
@@ -25,7 +22,7 @@ git ls-files '*.h' '*.cpp' | xargs clang-format --dry-run --Werror
 echo "as .clang-format has it"
 
 step "Build"
-cmake --preset release "${juce[@]}"
+cmake --preset release
 cmake --build build
 
 step "Tests"
@@ -56,7 +53,7 @@ for tests in varnel-engine-tests varnel-plugin-tests; do
 done
 
 step "Address and undefined-behaviour sanitizers"
-cmake --preset asan "${juce[@]}"
+cmake --preset asan
 cmake --build --preset asan
 ctest --preset asan
 
@@ -64,14 +61,14 @@ step "Fuzzers"
 scripts/fuzz.sh 20
 
 step "Thread sanitizer"
-cmake --preset tsan "${juce[@]}"
+cmake --preset tsan
 cmake --build --preset tsan --target varnel-engine-tests varnel-plugin-tests
 ctest --preset tsan -R '^Threads|^Host\.|\.May|\.Knows'
 
 # Not the hosts' tests: some of them play in real time, for which this build is too slow on a busy machine. Line numbers
 # are enough to find an assertion.
 step "JUCE's assertions and leak detector"
-cmake --preset debug "${juce[@]}" -DCMAKE_CXX_FLAGS_DEBUG=-g1
+cmake --preset debug -DCMAKE_CXX_FLAGS_DEBUG=-g1
 cmake --build --preset debug --target varnel-engine-tests varnel-plugin-tests varnel-realtime-tests varnel-render-tests varnel-editor-tests
 ctest --preset debug -E '^Engine\.|^Hosts\.|^Packaging\.|^Standalone'
 

@@ -21,6 +21,7 @@ juce::String onOffText (float value, int /*maximumLength*/)
     return value < 0.5f ? "Off" : "On";
 }
 
+/** Hears a parameter's first message, and nothing of it. */
 struct FirstListener : juce::AudioProcessorValueTreeState::Listener
 {
     void parameterChanged (const juce::String&, float) override {}
