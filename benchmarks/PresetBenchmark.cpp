@@ -1,39 +1,65 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 // How long the window waits for a large collection of presets.
 
-#include "presets/PresetFiles.h"
-#include "processor/VarnelReverbAudioProcessor.h"
+#include "presets/PresetTree.h"
+#include "processor/StateChunk.h"
 
 #include <benchmark/benchmark.h>
 
 namespace
 {
 
-/** Ten thousand presets in a hundred folders, scanned and sorted. */
-void scanPresets (benchmark::State& state)
+void create (const juce::File& folder, int numPresets)
 {
-    const auto root = juce::File::createTempFile ("varnel-presets");
-    varnel::VarnelReverbAudioProcessor processor (varnel::VarnelReverbAudioProcessor::UserSettings::ignored);
-    varnel::PresetManager manager (processor);
     juce::Random random (1);
 
-    for (int folder = 0; folder < 100; ++folder)
-        for (int file = 0; file < 100; ++file)
-        {
-            const auto preset = root.getChildFile ("Folder " + juce::String (folder * 7919 % 1000))
-                                    .getChildFile ("Preset " + juce::String (random.nextInt (10000)) + "-" + juce::String (file) + ".xml");
-            preset.create();
-        }
+    for (int i = 0; i < numPresets; ++i)
+        folder.getChildFile ("Preset " + juce::String (random.nextInt (10000)) + "-" + juce::String (i) + ".xml").create();
+}
 
-    varnel::PresetManager::Folder folder { &manager, root, {}, {} };
+void scan (benchmark::State& state, const juce::File& root)
+{
+    varnel::PresetFolder folder;
+    folder.folder = root;
 
     for (auto _ : state)
         varnel::scanPresets (folder);
 
-    state.counters["presets"] = varnel::PresetManager::countPresets (folder);
+    state.counters["presets"] = varnel::countPresets (folder);
     root.deleteRecursively();
+}
+
+/** So many presets, a hundred in a folder. */
+void scanPresets (benchmark::State& state)
+{
+    const auto root = juce::File::createTempFile ("varnel-presets");
+
+    for (int i = 0; i < state.range (0) / 100; ++i)
+        create (root.getChildFile ("Folder " + juce::String (i * 7919 % 1000)), 100);
+
+    scan (state, root);
+}
+
+/** Folders within each other, so many, whose names have one letter. */
+void scanDepth (benchmark::State& state)
+{
+    const auto root = juce::File::createTempFile ("varnel-presets");
+    const auto deepest = root.getChildFile (juce::String::repeatedString ("d/", static_cast<int> (state.range (0))));
+    create (deepest, 1);
+    scan (state, root);
+}
+
+void readChunk (benchmark::State& state)
+{
+    juce::MemoryBlock chunk;
+    varnel::StateChunk::write (varnel::treeFromState ({}), chunk);
+
+    for (auto _ : state)
+        benchmark::DoNotOptimize (varnel::StateChunk().read (chunk.getData(), static_cast<int> (chunk.getSize())).wasOk());
 }
 
 } // namespace
 
-BENCHMARK (scanPresets)->Unit (benchmark::kMillisecond);
+BENCHMARK (scanPresets)->Unit (benchmark::kMillisecond)->Arg (10000)->Arg (20000);
+BENCHMARK (scanDepth)->Unit (benchmark::kMillisecond)->Arg (500)->Arg (1000);
+BENCHMARK (readChunk)->Unit (benchmark::kMicrosecond);

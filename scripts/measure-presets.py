@@ -41,6 +41,7 @@ PARAMETERS = [
 SEND_FOLDER = "Send Effects"
 CEILING = 0.0  # dBFS, for the peak of any programme
 START = BANK / "New Sound.xml"
+INSTALLED_START = "/opt/Application Support/Ostry/Varnel Reverb/Factory Presets/New Sound.xml"
 LEVEL_SPAN = 3.0  # dB between the softest and the loudest of a folder
 LEAST_DISTANCE = 2.5  # see distance()
 
@@ -76,9 +77,10 @@ class Preset:
         return self.path.relative_to(ROOT).as_posix()
 
 
-def text_of(values):
+def text_of(values, path):
     """The only text that a preset with these values may have: the form that the plug-in writes, with one decimal."""
-    lines = ['<?xml version="1.0" encoding="UTF-8"?>', "", '<ReverbParams presetName="">']
+    name = INSTALLED_START if path == START else ""  # a new instance passes on the name that it finds
+    lines = ['<?xml version="1.0" encoding="UTF-8"?>', "", f'<ReverbParams presetName="{name}">']
     lines += [f'  <PARAM id="{row[0]}" value="{values[row[0]]:.1f}"/>' for row in PARAMETERS]
     return "\r\n".join(lines + ["</ReverbParams>", ""]).encode("ascii")
 
@@ -100,7 +102,7 @@ def read(path):
     if set(found) != {row[0] for row in PARAMETERS}:
         return None, faults + ["does not hold the seven parameters, once each"]
 
-    if data != text_of(found):
+    if data != text_of(found, path):
         faults.append("has not the form that the plug-in writes, with one decimal in each value and CRLF line ends")
 
     for id, low, high, step in PARAMETERS:

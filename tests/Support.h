@@ -2,6 +2,7 @@
 // What tests of the plug-in share.
 #pragma once
 
+#include "processor/Places.h"
 #include "processor/Settings.h"
 #include "processor/VarnelReverbAudioProcessor.h"
 

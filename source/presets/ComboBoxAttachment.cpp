@@ -2,6 +2,8 @@
 #include "ComboBoxAttachment.h"
 
 #include "ComboBoxImproved.h"
+#include "FileManager.h"
+#include "processor/Places.h"
 #include "processor/Settings.h"
 
 #include <juce_audio_processors/juce_audio_processors.h>
@@ -41,12 +43,6 @@ struct CustomCallbackLambda : juce::PopupMenu::CustomCallback
     std::function<void()> function;
 };
 
-/** The name that people see: of a preset or a folder. */
-juce::String shownName (const juce::File& file)
-{
-    return file.getFileNameWithoutExtension();
-}
-
 bool liesIn (const juce::File& file, const juce::File& folder)
 {
     return file.getFullPathName().startsWith (folder.getFullPathName() + "/");
@@ -63,7 +59,7 @@ void showFolder (const juce::File& folder)
         folder.createDirectory();
 
     if (folder.exists())
-        folder.startAsProcess();
+        openInFileManager (folder);
 }
 
 } // namespace
@@ -82,16 +78,22 @@ struct PresetManager::ComboBoxAttachment::MenuBuilder
         menu.addCustomItem (noResult, spacer, 10, height, false, nullptr, "");
     }
 
-    void addPresets (juce::PopupMenu& target, const std::vector<juce::File>& files)
+    static void addPresets (juce::PopupMenu& target, const std::vector<juce::File>& files, int firstId)
     {
         for (const auto& file : files)
-            target.addItem (nextId++, shownName (file), true, false);
+            target.addItem (firstId++, shownName (file), true, false);
+    }
+
+    /** Counts presets that stand in front of all that comes. @returns the id of the first of them */
+    int idsFor (const std::vector<juce::File>& files)
+    {
+        return std::exchange (nextId, nextId + static_cast<int> (files.size()));
     }
 
     juce::PopupMenu folderMenu (const Folder& folder)
     {
         juce::PopupMenu result;
-        addPresets (result, folder.files);
+        addPresets (result, folder.files, idsFor (folder.files));
 
         for (const auto& subfolder : folder.subfolders)
             addFolder (result, subfolder);
@@ -109,13 +111,12 @@ struct PresetManager::ComboBoxAttachment::MenuBuilder
     /** A column's rows: the folders above the files, though the files come first in the flat order. */
     void addRoot (const Folder& root)
     {
-        auto fileIds = MenuBuilder { menu, current, {}, nextId };
-        nextId += static_cast<int> (root.files.size());
+        const auto firstFile = idsFor (root.files);
 
         for (const auto& subfolder : root.subfolders)
             addFolder (menu, subfolder);
 
-        fileIds.addPresets (menu, root.files);
+        addPresets (menu, root.files, firstFile);
     }
 
     void addCommand (const juce::String& text, bool isEnabled, std::function<void()> action)

@@ -12,7 +12,7 @@ namespace varnel
     An item's id is the preset's flat index plus 1. The row of a folder that holds the current preset has the id
     ComboBoxImproved::onTheWay, that of any other folder 0; commands and spacers have -1.
 
-    Message thread, but for the manager's calls, which may come from any and are answered on the message thread.
+    Message thread.
 */
 class PresetManager::ComboBoxAttachment : private juce::ComboBox::Listener,
                                           private PresetManager::Listener,

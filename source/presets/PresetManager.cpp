@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 #include "PresetManager.h"
 
-#include "PresetFiles.h"
-#include "processor/ParameterState.h"
+#include "processor/Files.h"
+#include "processor/Places.h"
+#include "processor/PresetFile.h"
 #include "processor/Settings.h"
 
 #include <algorithm>
@@ -21,27 +22,12 @@ void call (const std::vector<PresetManager::Listener*>& listeners, void (PresetM
             (listener->*method)();
 }
 
-/** The preset at a place in a folder's own flat order, or an empty file; takes the presets that it passes off the index. */
-juce::File presetIn (const PresetManager::Folder& folder, int& index)
-{
-    const auto numFiles = static_cast<int> (folder.files.size());
-
-    if (index < numFiles)
-        return index >= 0 ? folder.files[static_cast<size_t> (index)] : juce::File();
-
-    index -= numFiles;
-
-    for (const auto& subfolder : folder.subfolders)
-        if (auto file = presetIn (subfolder, index); file != juce::File() || index < 0)
-            return file;
-
-    return {};
-}
-
 } // namespace
 
 void PresetProcessor::tellCurrentPresetChanged()
 {
+    JUCE_ASSERT_MESSAGE_THREAD
+
     if (presetManager != nullptr)
         call (presetManager->listeners, &PresetManager::Listener::currentPresetChanged);
 }
@@ -65,30 +51,38 @@ PresetManager::~PresetManager()
 
 juce::String PresetManager::getPresetFileExtension() const
 {
-    return ".xml";
+    return presetFileExtension;
 }
 
 juce::String PresetManager::getBinaryPresetFileExtension() const
 {
-    return ".qvz";
+    return binaryPresetFileExtension;
 }
 
 void PresetManager::rescan()
 {
+    JUCE_ASSERT_MESSAGE_THREAD
+
     userRoot = { this, getUserPresetFolder (*processor->settingsStore), {}, {} };
-    scanPresets (userRoot);
-    scanPresets (factoryRoot);
+
+    for (auto* root : { &userRoot, &factoryRoot })
+        scanPresets (*root, { getPresetFileExtension(), getBinaryPresetFileExtension() });
+
     call (listeners, &Listener::presetListChanged);
 }
 
 //==============================================================================
 void PresetManager::loadCurrentPreset()
 {
+    JUCE_ASSERT_MESSAGE_THREAD
+
     loadPreset (*processor, juce::File (processor->currentPresetFile));
 }
 
 void PresetManager::setCurrentPreset (const juce::File& file)
 {
+    JUCE_ASSERT_MESSAGE_THREAD
+
     if (file == processor->currentPresetFile)
         return;
 
@@ -98,6 +92,8 @@ void PresetManager::setCurrentPreset (const juce::File& file)
 
 void PresetManager::savePreset()
 {
+    JUCE_ASSERT_MESSAGE_THREAD
+
     const auto file = processor->currentPresetFile;
 
     if (! file.existsAsFile())
@@ -106,11 +102,13 @@ void PresetManager::savePreset()
     if (file.isAChildOf (factoryRoot.folder))
         askForNewName (proposedFile());
     else
-        writePreset (processor->copyParameterState(), file);
+        writePresetFile (processor->copyParameterState(), file);
 }
 
 void PresetManager::writePresetAs (const juce::File& file)
 {
+    JUCE_ASSERT_MESSAGE_THREAD
+
     if (file.getFileName().isEmpty())
         return;
 
@@ -119,7 +117,7 @@ void PresetManager::writePresetAs (const juce::File& file)
     auto state = processor->copyParameterState();
     state.setProperty (stateIds::presetName, "", nullptr);
     file.getParentDirectory().createDirectory();
-    writePreset (state, file);
+    writePresetFile (state, file);
 
     processor->setPresetName (file.getFullPathName());
     rescan();
@@ -127,6 +125,8 @@ void PresetManager::writePresetAs (const juce::File& file)
 
 void PresetManager::setAsDefaultPreset()
 {
+    JUCE_ASSERT_MESSAGE_THREAD
+
     if (const auto file = processor->currentPresetFile; file.existsAsFile())
         processor->settingsStore->getUserSettings()->setValue (settingsKeys::defaultPreset, file.getFullPathName());
 }
@@ -134,30 +134,12 @@ void PresetManager::setAsDefaultPreset()
 //==============================================================================
 int PresetManager::countPresets (const Folder& folder)
 {
-    auto count = static_cast<int> (folder.files.size());
-
-    for (const auto& subfolder : folder.subfolders)
-        count += countPresets (subfolder);
-
-    return count;
+    return varnel::countPresets (folder);
 }
 
 int PresetManager::findPreset (const Folder& folder, const juce::File& file)
 {
-    if (const auto found = std::find (folder.files.begin(), folder.files.end(), file); found != folder.files.end())
-        return static_cast<int> (found - folder.files.begin());
-
-    auto offset = static_cast<int> (folder.files.size());
-
-    for (const auto& subfolder : folder.subfolders)
-    {
-        if (const auto index = findPreset (subfolder, file); index >= 0)
-            return offset + index;
-
-        offset += countPresets (subfolder);
-    }
-
-    return -1;
+    return varnel::findPreset (folder, file);
 }
 
 int PresetManager::indexOfCurrentPreset() const
@@ -173,12 +155,7 @@ int PresetManager::indexOfCurrentPreset() const
 
 juce::File PresetManager::presetAt (int index) const
 {
-    if (index < 0)
-        return {};
-
-    // Behind the user's presets, what is left of the index is one of the factory's.
-    const auto file = presetIn (userRoot, index);
-    return file != juce::File() ? file : presetIn (factoryRoot, index);
+    return varnel::presetAt ({ &userRoot, &factoryRoot }, index);
 }
 
 void PresetManager::stepToNextPreset()
@@ -219,17 +196,26 @@ juce::File PresetManager::proposedFile() const
     auto start = current.exists() ? current : userFolder;
 
     if (start.isAChildOf (factoryRoot.folder))
-        start = userFolder.getChildFile (current.getFileName());
+        start = childOf (userFolder, current.getFileName());
 
-    return start.withFileExtension (getPresetFileExtension());
+    const auto name = start.getFileName();
+    return childOf (start.getParentDirectory(), (name.containsChar ('.') ? name.upToLastOccurrenceOf (".", false, false) : name) + getPresetFileExtension());
 }
 
 juce::File PresetManager::fileToWrite (const juce::File& typed) const
 {
-    if (typed.getFileName().isEmpty() || typed.hasFileExtension (getPresetFileExtension()))
+    const auto extension = getPresetFileExtension();
+
+    if (typed.getFileName().isEmpty() || typed.hasFileExtension (extension))
         return typed;
 
-    return typed.getSiblingFile (typed.getFileName() + getPresetFileExtension()).getNonexistentSibling();
+    const auto folder = typed.getParentDirectory();
+    auto file = childOf (folder, typed.getFileName() + extension);
+
+    for (int i = 2; file.exists(); ++i)
+        file = childOf (folder, typed.getFileName() + "(" + juce::String (i) + ")" + extension);
+
+    return file;
 }
 
 void PresetManager::askForNewName (const juce::File& proposal)
@@ -246,6 +232,8 @@ void PresetManager::askForNewName (const juce::File& proposal)
 
 void PresetManager::openChooser (const juce::String& title, const juce::File& initial, const juce::String& patterns, int browserFlags, std::function<void (const juce::File&)> chosen)
 {
+    JUCE_ASSERT_MESSAGE_THREAD
+
     fileChooser = std::make_unique<juce::FileChooser> (title, initial, patterns, true);
     fileChooser->launchAsync (browserFlags, [chosen = std::move (chosen)] (const juce::FileChooser& finished)
                               { chosen (finished.getResult()); });

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 #pragma once
 
+#include "PresetTree.h"
 #include "processor/PresetProcessor.h"
 
 #include <juce_gui_basics/juce_gui_basics.h>
@@ -11,7 +12,7 @@
 namespace varnel
 {
 
-/** The presets on disk: the user's and the factory's tree of files, the current one, and what is done with them.
+/** The presets of a window: the user's and the factory's tree, the current preset, and what is done with it.
 
     A preset is a file whose name, less its extension, is the name that people see. All presets have a
     place in one flat order: the user's tree, then the factory's; within a tree a folder's files first, then
@@ -36,14 +37,8 @@ public:
         virtual void currentPresetChanged() {}
     };
 
-    /** A folder and all that lies in it. A folder without presets stays in the tree. */
-    struct Folder
-    {
-        PresetManager* owner = nullptr;
-        juce::File folder;
-        std::vector<juce::File> files;  ///< presets directly inside, by name
-        std::vector<Folder> subfolders; ///< by name
-    };
+    /** A node of a tree of presets. */
+    using Folder = PresetFolder;
 
     /** Ties the selector of a window to a manager. @see ComboBoxAttachment.h */
     class ComboBoxAttachment;

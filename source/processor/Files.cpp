@@ -1,16 +1,59 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 #include "Files.h"
 
-#include <algorithm>
+#include "Text.h"
+
 #include <filesystem>
 
 namespace varnel
 {
 
+namespace
+{
+
+std::filesystem::path pathOf (const juce::File& file)
+{
+    return file.getFullPathName().toStdString();
+}
+
+/** Where writing to a file would end, also if nothing is there yet. */
+juce::File targetOf (const juce::File& file)
+{
+    constexpr int mostLinks = 40; // as the system has it
+    auto path = pathOf (file);
+    std::error_code error;
+
+    for (int i = 0; i < mostLinks && std::filesystem::is_symlink (path, error); ++i)
+        path = (path.parent_path() / std::filesystem::read_symlink (path, error)).lexically_normal();
+
+    return juce::File::createFileWithoutCheckingPath (textFrom (path.string()));
+}
+
+} // namespace
+
+juce::File childOf (const juce::File& folder, const juce::String& name)
+{
+    return juce::File::createFileWithoutCheckingPath (juce::File::addTrailingSeparator (folder.getFullPathName()) + name);
+}
+
 bool isRegularFile (const juce::File& file)
 {
     std::error_code error;
-    return std::filesystem::is_regular_file (file.getFullPathName().toStdString(), error);
+    return std::filesystem::is_regular_file (pathOf (file), error);
+}
+
+juce::String whyUnreadable (const juce::File& file)
+{
+    if (! file.exists())
+        return "is not there";
+
+    if (file.isDirectory())
+        return "is a folder";
+
+    if (! isRegularFile (file))
+        return "is not a regular file";
+
+    return "cannot be read: " + juce::FileInputStream (file).getStatus().getErrorMessage();
 }
 
 std::optional<juce::MemoryBlock> startOf (const juce::File& file, size_t mostBytes)
@@ -30,7 +73,7 @@ std::optional<juce::MemoryBlock> startOf (const juce::File& file, size_t mostByt
 
 juce::Result writeWhole (const juce::File& file, const void* data, size_t numBytes)
 {
-    const auto target = file.getLinkedTarget();
+    const auto target = targetOf (file);
 
     if (target.isDirectory())
         return juce::Result::fail ("is a folder");
@@ -63,77 +106,36 @@ juce::Result writeWhole (const juce::File& file, const void* data, size_t numByt
     return temporary.overwriteTargetFileWithTemporary() ? juce::Result::ok() : juce::Result::fail ("cannot be replaced");
 }
 
-namespace
+bool moveAside (const juce::File& file, const juce::String& newName)
 {
+    constexpr int mostCopies = 1000;
 
-/** How many bytes the character at the start of valid UTF-8 has; 0 where there is none. */
-size_t lengthOfCharacter (const unsigned char* bytes, size_t numBytes)
-{
-    const auto first = bytes[0];
-    const size_t length = first < 0x80 ? 1 : first < 0xc2 ? 0
-                                         : first < 0xe0   ? 2
-                                         : first < 0xf0   ? 3
-                                         : first < 0xf5   ? 4
-                                                          : 0;
-
-    if (length > numBytes)
-        return 0;
-
-    for (size_t i = 1; i < length; ++i)
-        if ((bytes[i] & 0xc0) != 0x80)
-            return 0;
-
-    // Longer than need be, a surrogate, or beyond the last character
-    if ((first == 0xe0 && bytes[1] < 0xa0) || (first == 0xed && bytes[1] >= 0xa0) || (first == 0xf0 && bytes[1] < 0x90) || (first == 0xf4 && bytes[1] >= 0x90))
-        return 0;
-
-    return length;
-}
-
-} // namespace
-
-bool isUtf8 (const char* text, size_t numBytes)
-{
-    const auto* const bytes = reinterpret_cast<const unsigned char*> (text);
-
-    for (size_t i = 0; i < numBytes;)
+    for (int i = 1; i <= mostCopies; ++i)
     {
-        const auto length = lengthOfCharacter (bytes + i, numBytes - i);
+        const auto path = pathOf (childOf (file.getParentDirectory(), i == 1 ? newName : newName + " " + juce::String (i)));
+        std::error_code error;
 
-        if (length == 0)
-            return false;
+        // A second name for the same file is the one thing that the system gives only if it is free. Where it knows no
+        // such thing, a copy does as much.
+        std::filesystem::create_hard_link (pathOf (file), path, error);
 
-        i += length;
+        if (error && error != std::errc::file_exists && ! std::filesystem::exists (std::filesystem::symlink_status (path, error)))
+        {
+            std::filesystem::copy_file (pathOf (file), path, std::filesystem::copy_options::none, error);
+
+            if (error)
+            {
+                std::error_code ignored;
+                std::filesystem::remove (path, ignored);
+                return false;
+            }
+        }
+
+        if (! error)
+            return std::filesystem::remove (pathOf (file), error);
     }
 
-    return true;
-}
-
-juce::String textFrom (const char* bytes, size_t numBytes)
-{
-    numBytes = static_cast<size_t> (std::find (bytes, bytes + numBytes, '\0') - bytes);
-
-    if (isUtf8 (bytes, numBytes))
-        return juce::String::fromUTF8 (bytes, static_cast<int> (numBytes));
-
-    std::string converted;
-
-    for (size_t i = 0; i < numBytes; ++i)
-    {
-        const auto byte = static_cast<unsigned char> (bytes[i]);
-
-        if (byte >= 0x80)
-            converted.push_back (static_cast<char> (0xc0 | (byte >> 6)));
-
-        converted.push_back (static_cast<char> (byte < 0x80 ? byte : 0x80 | (byte & 0x3f)));
-    }
-
-    return juce::String::fromUTF8 (converted.data(), static_cast<int> (converted.size()));
-}
-
-juce::String textFrom (const std::string& bytes)
-{
-    return textFrom (bytes.data(), bytes.size());
+    return false;
 }
 
 } // namespace varnel

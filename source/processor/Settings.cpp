@@ -2,21 +2,14 @@
 #include "Settings.h"
 
 #include "Files.h"
-#include "ParameterState.h"
+#include "SafeXml.h"
+#include "Text.h"
 
 namespace varnel
 {
 
 namespace
 {
-
-const juce::String productPath { "Ostry/Varnel Reverb" };
-
-juce::File fileFromSetting (juce::ApplicationProperties& settings, const char* key, const juce::File& otherwise)
-{
-    const auto file = fileFromPath (settings.getUserSettings()->getValue (key));
-    return file != juce::File() ? file : otherwise;
-}
 
 /** Whether there is a place for anybody's settings. A process that has been started without HOME, a daemon perhaps, is
     nobody's session: it must not end up in a home folder that the password file names. */
@@ -36,22 +29,31 @@ juce::String settingsFolder (const juce::File& parent)
     return parent.getChildFile ("Application Support").getChildFile (productPath).getFullPathName();
 }
 
-/** Whether a file is one that JUCE writes: as text, within the bounds that any XML has here. */
+/** Whether JUCE reads a file as XML settings, and without danger. It reads twice: the first bytes, for the name of the
+    root, and then all of it. */
 bool isSettingsFile (const juce::File& file)
 {
-    const auto bytes = startOf (file, longestStateText + 1);
+    constexpr size_t firstBytes = 8192;
+    const auto bytes = startOf (file, longestXml + 1);
 
-    if (! bytes || ! isUtf8 (static_cast<const char*> (bytes->getData()), bytes->getSize()))
+    if (! bytes)
         return false;
 
-    const auto text = textFrom (static_cast<const char*> (bytes->getData()), bytes->getSize());
-    const auto xml = text.startsWithChar ('<') ? parseStateXml (text) : nullptr;
-    return xml != nullptr && xml->getTagName() == "PROPERTIES";
+    const auto* const start = static_cast<const char*> (bytes->getData());
+    const auto isUtf16 = bytes->getSize() >= 2 && (juce::CharPointer_UTF16::isByteOrderMarkBigEndian (start) || juce::CharPointer_UTF16::isByteOrderMarkLittleEndian (start));
+
+    if (isUtf16 ? bytes->getSize() > firstBytes : ! isUtf8 (start, bytes->getSize()))
+        return false;
+
+    // The first bytes end anywhere, perhaps within a character or its number: the root has to be in front of that.
+    constexpr size_t longestMark = 3;
+    const auto xml = parseSafely (textOfFile (*bytes));
+    return xml.root != nullptr && xml.endOfRootTag + longestMark <= firstBytes && juce::parseXMLIfTagMatches (file, "PROPERTIES") != nullptr;
 }
 
 bool putAside (const juce::File& file)
 {
-    return isRegularFile (file) && file.moveFileTo (file.getSiblingFile (file.getFileName() + ".unreadable"));
+    return isRegularFile (file) && moveAside (file, file.getFileName() + ".unreadable");
 }
 
 } // namespace
@@ -83,36 +85,6 @@ juce::PropertiesFile::Options checkedStorage (juce::PropertiesFile::Options stor
     storage.folderName = settingsFolder (nowhere);
     storage.doNotSave = true;
     return storage;
-}
-
-juce::File getFactoryPresetFolder()
-{
-    return juce::File::getSpecialLocation (juce::File::commonApplicationDataDirectory)
-        .getChildFile ("Application Support")
-        .getChildFile (productPath)
-        .getChildFile ("Factory Presets");
-}
-
-juce::File getUserPresetFolder (juce::ApplicationProperties& settings)
-{
-    return fileFromSetting (settings,
-                            settingsKeys::userPresetFolder,
-                            juce::File::getSpecialLocation (juce::File::userDocumentsDirectory)
-                                .getChildFile (productPath)
-                                .getChildFile ("User Presets"));
-}
-
-juce::File getDefaultPresetFile (juce::ApplicationProperties& settings)
-{
-    return fileFromSetting (settings, settingsKeys::defaultPreset, getFactoryPresetFolder().getChildFile ("New Sound.xml"));
-}
-
-juce::File fileFromPath (const juce::String& path)
-{
-    if (path.startsWithChar ('~') || path.startsWithChar ('/'))
-        return juce::File (juce::File::createLegalPathName (path));
-
-    return {};
 }
 
 } // namespace varnel

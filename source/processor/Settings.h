@@ -16,29 +16,18 @@ constexpr auto scale = "Scale";                       ///< double: pixels per un
 constexpr auto showTooltips = "Show Tooltips";        ///< bool
 } // namespace settingsKeys
 
+/** The maker's and the product's folder, below any place where files of the product lie. */
+inline const juce::String productPath { "Ostry/Varnel Reverb" };
+
 /** Where the user's settings lie and how they are kept: an XML file in the user's application data folder (on Linux
     ~/.config/Application Support/Ostry/Varnel Reverb/Varnel Reverb.settings). A change is written three seconds later
     or when the settings object goes. Without HOME there are no settings; then, or if saving is not wanted, nothing is written. */
 juce::PropertiesFile::Options settingsStorage (bool save);
 
 /** Looks at a settings file before JUCE does, whose parser follows nesting and document types wherever they lead and
-    waits for pipes. A file that JUCE cannot have written is put aside, as "(its name).unreadable", and the settings
-    start empty. Where that cannot be done, or is not a regular file, or nothing is to be written, the options come
-    back with no place to read from or write to. */
+    waits for pipes. A file that JUCE cannot read, or not without danger, is put aside, as "(its name).unreadable" with
+    a number behind it from the second on, and the settings start empty. Where that cannot be done, or is not a regular
+    file, or nothing is to be written, the options come back with no place to read from or write to. */
 juce::PropertiesFile::Options checkedStorage (juce::PropertiesFile::Options storage);
-
-/** The folder of the presets that come with the plug-in, which is never written. On Linux it is below /opt. */
-juce::File getFactoryPresetFolder();
-
-/** The folder of the user's own presets: the one that the settings name, if that is a full path, or else the one in
-    the user's documents. It need not exist. Message thread. */
-juce::File getUserPresetFolder (juce::ApplicationProperties& settings);
-
-/** The preset that a new instance starts with: the one that the settings name, if that is a full path, or else the
-    factory's "New Sound.xml". It need not exist. Message thread. */
-juce::File getDefaultPresetFile (juce::ApplicationProperties& settings);
-
-/** The file that a stored text names: none unless the text is a full path or begins with "~". */
-juce::File fileFromPath (const juce::String& path);
 
 } // namespace varnel

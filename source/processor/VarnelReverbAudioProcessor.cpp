@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 #include "VarnelReverbAudioProcessor.h"
 
-#include "Files.h"
 #include "NksRequests.h"
+#include "Places.h"
+#include "PresetFile.h"
 #include "Settings.h"
+#include "StateChunk.h"
 
-#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <utility>
@@ -71,7 +72,7 @@ VarnelReverbAudioProcessor::VarnelReverbAudioProcessor (UserSettings userSetting
 
     // Only now, with all parameters there, may the tree be given its type. The children are made here:
     // JUCE would move a default that lies between two steps to one of them.
-    parameterState.state = treeFromState (presentState());
+    parameterState.state = treeFromState ({});
 
     settingsStore = &settings;
 
@@ -156,9 +157,9 @@ void VarnelReverbAudioProcessor::applyDefaultPreset()
 {
     defaultPresetFile = getDefaultPresetFile (settings);
 
-    if (const auto xml = parseStateFile (defaultPresetFile))
+    if (const auto preset = readPresetFile (defaultPresetFile); preset.form == PresetFile::Form::preset || preset.form == PresetFile::Form::otherXml)
     {
-        setParameterState (treeFromState (stateFromXml (*xml)));
+        applyState (preset.state);
         currentPresetFile = defaultPresetFile;
     }
 
@@ -177,7 +178,9 @@ void VarnelReverbAudioProcessor::changeEngine (size_t index, float value)
     }
 
     engineValues[index] = value;
-    (engine.*parameterTable[index].apply) (value);
+
+    if (refreshFollowsOn != juce::Thread::getCurrentThreadId())
+        (engine.*parameterTable[index].apply) (value);
 }
 
 /** Sets a parameter as a host would, but a default that lies between two steps stays what it is. */
@@ -302,8 +305,7 @@ void VarnelReverbAudioProcessor::changeProgramName (int, const juce::String&)
 //==============================================================================
 void VarnelReverbAudioProcessor::getStateInformation (juce::MemoryBlock& destData)
 {
-    if (const auto xml = copyParameterState().createXml())
-        copyXmlToBinary (*xml, destData);
+    StateChunk::write (copyParameterState(), destData);
 }
 
 void VarnelReverbAudioProcessor::setStateInformation (const void* data, int sizeInBytes)
@@ -313,79 +315,32 @@ void VarnelReverbAudioProcessor::setStateInformation (const void* data, int size
 
 juce::Result VarnelReverbAudioProcessor::restoreState (const void* data, int sizeInBytes)
 {
-    constexpr char xmlMagic[] { 'V', 'C', '2', '!' };
-    constexpr int headerSize = 8;
+    StateChunk chunk;
+    auto result = chunk.read (data, sizeInBytes);
 
-    if (data == nullptr || sizeInBytes < static_cast<int> (sizeof (xmlMagic)))
-        return juce::Result::fail ("is too short for a state");
+    if (result.failed())
+        return result;
 
-    if (std::memcmp (data, binaryStateMagic, sizeof (binaryStateMagic)) == 0)
-    {
-        juce::MemoryInputStream stream (data, static_cast<size_t> (sizeInBytes), false);
-        auto state = stateFromBinary (stream);
-        const auto name = "/" + *state.presetName;
-        state.presetName = name;
-        install (state);
-        takeNamedPreset ({ name, juce::File (name), name });
-        return juce::Result::ok();
-    }
+    if (chunk.isBinaryRecord)
+        chunk.state.presetName = "/" + *chunk.state.presetName;
 
-    if (std::memcmp (data, xmlMagic, sizeof (xmlMagic)) != 0)
-        return juce::Result::fail ("holds no state: it begins with neither \"VC2!\" nor \"Ostr\"");
-
-    if (sizeInBytes <= headerSize)
-        return juce::Result::fail ("is cut short in its header");
-
-    const auto* const bytes = static_cast<const char*> (data);
-    const auto length = static_cast<int> (juce::ByteOrder::littleEndianInt (bytes + sizeof (xmlMagic)));
-
-    if (length <= 0)
-        return juce::Result::fail ("holds no text: its length field says " + juce::String (length));
-
-    const auto xml = parseStateXml (textFrom (bytes + headerSize, static_cast<size_t> (std::min (length, sizeInBytes - headerSize))));
-
-    if (xml == nullptr)
-        return juce::Result::fail ("holds XML that cannot be parsed");
-
-    if (! xml->getTagName().equalsIgnoreCase (stateIds::root.toString()))
-        return juce::Result::fail ("holds XML with the root \"" + xml->getTagName() + "\" instead of \"" + stateIds::root + "\"");
-
-    const auto state = stateFromXml (*xml);
-    install (state);
-    const auto name = state.presetName.value_or (juce::String());
-    takeNamedPreset ({ name, fileFromPath (name), {} });
-    return juce::Result::ok();
+    install (chunk.state);
+    const auto name = chunk.state.presetName.value_or (juce::String());
+    takeNamedPreset (chunk.isBinaryRecord ? NamedPreset { name, juce::File (name), name } : NamedPreset { name, fileFromPath (name), {} });
+    return result;
 }
 
-/** What every parameter is at, as a state that could be installed. */
-ParameterState VarnelReverbAudioProcessor::presentState() const
-{
-    ParameterState state;
-
-    for (size_t i = 0; i < Parameter::count; ++i)
-        state.setValue (i, *paramCallbacks[i]->rawValue);
-
-    return state;
-}
-
-/** Replaces the parameter tree by one that has our root and all seven values, whatever the state lacks. */
+/** Replaces the parameter tree by one that has our root and all seven values. */
 void VarnelReverbAudioProcessor::install (const ParameterState& state)
 {
     const juce::ScopedLock lock (treeLock);
 
-    // JUCE moves what it finds in a tree to the nearest step. What lies between two steps is set beforehand.
+    // JUCE moves what it finds in a tree to the nearest step. A default that lies between two steps is set beforehand.
     for (size_t i = 0; i < Parameter::count; ++i)
-        if (const auto value = state.values[i]; value == parameterTable[i].defaultValue && value != *paramCallbacks[i]->rawValue)
-            moveTo (i, *value);
+        if (const auto value = state.values[i]; juce::exactlyEqual (value, parameterTable[i].defaultValue) && ! juce::exactlyEqual (value, paramCallbacks[i]->rawValue->load()))
+            moveTo (i, value);
 
-    auto whole = presentState();
-    whole.presetName = state.presetName;
-
-    for (size_t i = 0; i < Parameter::count; ++i)
-        if (state.values[i])
-            whole.values[i] = state.values[i];
-
-    parameterState.replaceState (treeFromState (whole));
+    parameterState.replaceState (treeFromState (state));
 }
 
 juce::ValueTree VarnelReverbAudioProcessor::copyParameterState()
@@ -396,6 +351,7 @@ juce::ValueTree VarnelReverbAudioProcessor::copyParameterState()
 
 juce::ValueTree VarnelReverbAudioProcessor::getParameterState()
 {
+    JUCE_ASSERT_MESSAGE_THREAD
     const juce::ScopedLock lock (treeLock);
     parameterState.copyState(); // writes what the parameters are at into the tree
     return parameterState.state;
@@ -403,26 +359,49 @@ juce::ValueTree VarnelReverbAudioProcessor::getParameterState()
 
 void VarnelReverbAudioProcessor::setParameterState (const juce::ValueTree& tree)
 {
-    install (stateFromTree (tree));
+    applyState (stateFromTree (tree));
+}
+
+void VarnelReverbAudioProcessor::applyState (const ParameterState& state)
+{
+    {
+        const juce::ScopedLock lock (treeLock);
+        refreshFollowsOn = juce::Thread::getCurrentThreadId();
+        install (state);
+        refreshFollowsOn = nullptr;
+    }
+
     refreshEngine();
+    tellHostOfPreset();
 }
 
 void VarnelReverbAudioProcessor::setPresetName (const juce::String& name)
 {
-    const juce::ScopedLock lock (treeLock);
-    parameterState.state.setProperty (stateIds::presetName, name, nullptr);
+    {
+        const juce::ScopedLock lock (treeLock);
+        parameterState.state.setProperty (stateIds::presetName, name, nullptr);
+    }
+
+    tellHostOfPreset();
+}
+
+/** Tells the host that the chunk it would get now is another, even if no parameter has moved. */
+void VarnelReverbAudioProcessor::tellHostOfPreset()
+{
+    updateHostDisplay (ChangeDetails().withNonParameterStateChanged (true));
 }
 
 void VarnelReverbAudioProcessor::loadBinaryPreset (const juce::File& file)
 {
-    auto state = stateFromBinaryFile (file);
+    JUCE_ASSERT_MESSAGE_THREAD
+    auto record = readBinaryRecordFile (file);
 
-    if (! state)
+    if (! record)
         return;
 
-    currentPresetName = "/" + *state->presetName;
-    state->presetName = currentPresetFile.getFullPathName();
-    setParameterState (treeFromState (*state));
+    currentPresetName = "/" + *record->state.presetName;
+    record->state.presetName = currentPresetFile.getFullPathName();
+    applyState (record->state);
 }
 
 //==============================================================================

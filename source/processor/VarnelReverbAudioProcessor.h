@@ -2,7 +2,6 @@
 #pragma once
 
 #include "NksPlugin.h"
-#include "ParameterState.h"
 #include "PresetProcessor.h"
 #include "engine/ParameterTable.h"
 #include "engine/ReverbEngine.h"
@@ -101,6 +100,7 @@ public:
     juce::ValueTree copyParameterState() override;
     void setParameterState (const juce::ValueTree& tree) override;
     void loadBinaryPreset (const juce::File& file) override;
+    void applyState (const ParameterState& state) override;
     void setPresetName (const juce::String& name) override;
 
     /** @returns 1 if ptr points at the text "NKSCallbacks", else 0 */
@@ -154,12 +154,15 @@ private:
     void refreshEngine();
     void scanControllers (const juce::MidiBuffer& midi);
     void install (const ParameterState& state);
-    ParameterState presentState() const;
+    void tellHostOfPreset();
     void takeNamedPreset (NamedPreset preset);
     void takeArrivedPreset();
 
     // What the engine was last given, to fall back to
     std::array<SharedValue<float>, Parameter::count> engineValues;
+
+    // The thread whose changes do not reach the engine, since all values are about to go there; set under treeLock
+    SharedValue<juce::Thread::ThreadID> refreshFollowsOn { nullptr };
 
     std::vector<juce::ReferenceCountedObjectPtr<ParamChangeCallback>> paramCallbacks;
     std::atomic<juce::uint32> nksReferences { 0 };

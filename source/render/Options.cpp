@@ -3,6 +3,7 @@
 
 #include "Errors.h"
 #include "engine/ParameterTable.h"
+#include "processor/Text.h"
 
 #include <CLI/CLI.hpp>
 

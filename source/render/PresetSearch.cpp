@@ -2,9 +2,11 @@
 #include "PresetSearch.h"
 
 #include "Errors.h"
-#include "presets/PresetFiles.h"
+#include "processor/Files.h"
+#include "processor/Places.h"
 
 #include <algorithm>
+#include <map>
 #include <numeric>
 #include <vector>
 
@@ -17,28 +19,54 @@ namespace
 struct Entry
 {
     juce::String path; ///< shown names from the root of the tree down, with "/" between them
+    juce::String name; ///< what is printed, which is no other's
     juce::File file;
 };
 
-void append (std::vector<Entry>& entries, const PresetManager::Folder& folder, const juce::String& path = {})
+using Entries = std::vector<Entry>;
+
+void append (Entries& entries, const PresetFolder& folder, const juce::String& path = {})
 {
     for (const auto& file : folder.files)
-        entries.push_back ({ path + file.getFileNameWithoutExtension(), file });
+        entries.push_back ({ path + shownName (file), {}, file });
 
     for (const auto& subfolder : folder.subfolders)
-        append (entries, subfolder, path + subfolder.folder.getFileNameWithoutExtension() + "/");
+        append (entries, subfolder, path + shownName (subfolder.folder) + "/");
 }
 
-/** The factory's presets, or in a build tree, where none need be installed, the ones beside the program. */
-PresetManager::Folder factoryPresets (const PresetManager& presets)
+/** The presets of several trees in their flat order, tree by tree. */
+std::vector<Entries> entriesOf (std::initializer_list<const PresetFolder*> roots)
 {
-    if (presets.factoryRoot.folder.isDirectory())
-        return presets.factoryRoot;
+    std::vector<Entries> trees;
+    std::map<juce::String, int> numWithPath, numWithFile;
 
-    auto besideProgram = juce::File::getSpecialLocation (juce::File::hostApplicationPath).getSiblingFile (presets.factoryRoot.folder.getFileName());
-    PresetManager::Folder folder { presets.factoryRoot.owner, besideProgram, {}, {} };
-    scanPresets (folder);
-    return folder;
+    const auto fileIn = [] (const PresetFolder& root, const Entry& entry)
+    { return entry.file.getFullPathName().substring (root.folder.getFullPathName().length() + 1); };
+
+    for (const auto* root : roots)
+    {
+        append (trees.emplace_back(), *root);
+
+        for (const auto& entry : trees.back())
+        {
+            ++numWithPath[entry.path];
+            ++numWithFile[fileIn (*root, entry)];
+        }
+    }
+
+    for (auto tree = trees.begin(); const auto* root : roots)
+    {
+        for (auto& entry : *tree)
+        {
+            const auto file = fileIn (*root, entry);
+            entry.name = numWithPath[entry.path] == 1 ? entry.path : numWithFile[file] == 1 ? file
+                                                                                            : entry.file.getFullPathName();
+        }
+
+        ++tree;
+    }
+
+    return trees;
 }
 
 bool fits (const juce::String& path, const juce::String& name, bool ignoreCase)
@@ -47,11 +75,11 @@ bool fits (const juce::String& path, const juce::String& name, bool ignoreCase)
                       : path == name || path.endsWith ("/" + name);
 }
 
-std::vector<Entry> fitting (const std::vector<Entry>& entries, const juce::String& name)
+Entries fitting (const Entries& entries, const juce::String& name)
 {
     for (const auto ignoreCase : { false, true })
     {
-        std::vector<Entry> found;
+        Entries found;
         std::copy_if (entries.begin(), entries.end(), std::back_inserter (found), [&] (const Entry& entry)
                       { return fits (entry.path, name, ignoreCase); });
 
@@ -80,18 +108,18 @@ size_t distance (const juce::String& a, const juce::String& b)
     return row.back();
 }
 
-juce::String quoted (const std::vector<Entry>& entries)
+juce::String quoted (const Entries& entries)
 {
     juce::StringArray paths;
 
     for (const auto& entry : entries)
-        paths.add ("\"" + entry.path + "\"");
+        paths.add ("\"" + entry.name + "\"");
 
     return paths.joinIntoString (", ");
 }
 
 /** The presets whose names are closest to one that there is not, the closest first. */
-std::vector<Entry> nearest (std::vector<Entry> entries, const juce::String& name)
+Entries nearest (Entries entries, const juce::String& name)
 {
     constexpr size_t most = 5;
     const auto wanted = name.fromLastOccurrenceOf ("/", false, false).toLowerCase();
@@ -111,7 +139,7 @@ std::vector<Entry> nearest (std::vector<Entry> entries, const juce::String& name
     std::sort (ranks.begin(), ranks.end());
     ranks.resize (std::min (ranks.size(), most));
 
-    std::vector<Entry> result;
+    Entries result;
 
     for (const auto& [r, index] : ranks)
         result.push_back (entries[index]);
@@ -121,19 +149,37 @@ std::vector<Entry> nearest (std::vector<Entry> entries, const juce::String& name
 
 } // namespace
 
-juce::File findPresetByName (const juce::String& name, const PresetManager& presets)
+NamedPresets::NamedPresets (juce::ApplicationProperties& settings)
 {
-    const auto asPath = juce::File::getCurrentWorkingDirectory().getChildFile (name);
+    user.folder = getUserPresetFolder (settings);
+    factory.folder = getFactoryPresetFolder();
+
+    if (! factory.folder.isDirectory())
+        factory.folder = juce::File::getSpecialLocation (juce::File::hostApplicationPath).getSiblingFile (factory.folder.getFileName());
+
+    scanPresets (user);
+    scanPresets (factory);
+}
+
+juce::File NamedPresets::find (const juce::String& name) const
+{
+    // A name that begins with "~" is one like any other here: a shell has expanded what it should.
+    const auto asPath = juce::File::isAbsolutePath (name) && ! name.startsWithChar ('~') ? juce::File (name) : childOf (juce::File::getCurrentWorkingDirectory(), name);
 
     if (asPath.exists() && ! asPath.isDirectory())
         return asPath;
 
-    std::vector<Entry> all;
+    const auto trees = entriesOf ({ &user, &factory });
 
-    for (const auto& root : { presets.userRoot, factoryPresets (presets) })
+    for (const auto& entries : trees)
+        for (const auto& entry : entries)
+            if (entry.name == name)
+                return entry.file;
+
+    Entries all;
+
+    for (const auto& entries : trees)
     {
-        std::vector<Entry> entries;
-        append (entries, root);
         const auto found = fitting (entries, name);
 
         if (found.size() == 1)
@@ -150,19 +196,18 @@ juce::File findPresetByName (const juce::String& name, const PresetManager& pres
                        + (near.empty() ? "; --list-presets prints all that there are" : "; near it: " + quoted (near)));
 }
 
-juce::String presetList (const PresetManager& presets)
+juce::String NamedPresets::list() const
 {
     juce::String text;
     auto index = 0;
+    const auto trees = entriesOf ({ &user, &factory });
 
-    for (const auto& root : { presets.userRoot, factoryPresets (presets) })
+    for (auto tree = trees.begin(); const auto* root : { &user, &factory })
     {
-        std::vector<Entry> entries;
-        append (entries, root);
-        text << root.folder.getFullPathName() << "\n";
+        text << root->folder.getFullPathName() << "\n";
 
-        for (const auto& entry : entries)
-            text << juce::String (index++).paddedLeft (' ', 6) << "  " << entry.path << "\n";
+        for (const auto& entry : *tree++)
+            text << juce::String (index++).paddedLeft (' ', 6) << "  " << entry.name << "\n";
     }
 
     return text;

@@ -5,8 +5,8 @@
 #include "Errors.h"
 #include "PresetSearch.h"
 #include "ProgressBar.h"
-#include "presets/PresetFiles.h"
 #include "processor/HostBinding.h"
+#include "processor/PresetFile.h"
 
 #include <cmath>
 #include <filesystem>
@@ -74,21 +74,21 @@ void applyState (HostBinding& binding, const juce::File& file)
 /** Loads a preset, of which the plug-in itself would take anything for one. @throws RenderError */
 void applyPreset (VarnelReverbAudioProcessor& processor, const juce::String& name)
 {
-    const auto file = findPresetByName (name, PresetManager (processor));
+    const auto file = NamedPresets (processor.settings).find (name);
     requireRegularFile (file);
+    const auto preset = readPresetFile (file);
 
-    const auto record = stateFromBinaryFile (file);
-
-    if (! record)
-        throw RenderError (file, "cannot be read: " + juce::FileInputStream (file).getStatus().getErrorMessage());
-
-    if (const auto xml = parseStateFile (file); xml != nullptr && ! xml->hasAttribute (stateIds::presetName))
+    if (preset.form == PresetFile::Form::otherXml)
         throw RenderError (file, "is no preset: its root has no \"presetName\"");
-    else if (xml == nullptr && ! record->isComplete)
-        throw RenderError (file, "is no preset: neither XML nor a whole binary record");
+
+    if (preset.form == PresetFile::Form::noXml)
+        if (const auto record = readBinaryRecordFile (file); ! record || ! record->isComplete)
+            throw RenderError (file, "is no preset: neither XML nor a whole binary record");
 
     processor.currentPresetFile = file;
-    loadPreset (processor, file);
+
+    if (const auto result = loadPreset (processor, file); result.failed())
+        throw RenderError (file, result.getErrorMessage());
 }
 
 /** @returns what the user should know */
@@ -122,7 +122,7 @@ void saveSettings (VarnelReverbAudioProcessor& processor, const HostBinding& bin
     {
         auto tree = processor.copyParameterState();
         tree.setProperty (stateIds::presetName, "", nullptr);
-        check (*options.savePreset, writePreset (tree, *options.savePreset));
+        check (*options.savePreset, writePresetFile (tree, *options.savePreset));
     }
 }
 
@@ -175,7 +175,7 @@ void convert (const Options& options)
     HostBinding binding (processor);
 
     if (options.listPresets)
-        std::cout << presetList (PresetManager (processor));
+        std::cout << NamedPresets (processor.settings).list();
 
     for (const auto& note : applyAll (processor, binding, options))
         std::cerr << "varnel-render: note: " << note << "\n";

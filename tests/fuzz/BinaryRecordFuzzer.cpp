@@ -3,6 +3,8 @@
 
 #include "Fuzz.h"
 
+#include "processor/BinaryRecord.h"
+
 #include <cstring>
 
 int LLVMFuzzerTestOneInput (const uint8_t* data, size_t size)
@@ -11,12 +13,11 @@ int LLVMFuzzerTestOneInput (const uint8_t* data, size_t size)
     fuzz::startAfresh (processor);
 
     juce::MemoryInputStream stream (data, size, false);
-    const auto state = varnel::stateFromBinary (stream);
+    const auto state = varnel::readBinaryRecord (stream).state;
     REQUIRE (state.presetName.has_value());
 
     for (size_t i = 0; i < state.values.size(); ++i)
-        if (const auto value = state.values[i])
-            REQUIRE (*value >= varnel::parameterTable[i].start && *value <= varnel::parameterTable[i].end);
+        REQUIRE (state.values[i] >= varnel::parameterTable[i].start && state.values[i] <= varnel::parameterTable[i].end);
 
     juce::MemoryBlock chunk (varnel::binaryStateMagic, sizeof (varnel::binaryStateMagic));
     chunk.append (data, size);

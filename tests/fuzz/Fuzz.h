@@ -68,12 +68,7 @@ inline std::vector<float> values (const varnel::VarnelReverbAudioProcessor& proc
 /** Moves every parameter to its default, so that an input does the same whatever came before it. */
 inline void startAfresh (varnel::VarnelReverbAudioProcessor& processor)
 {
-    varnel::ParameterState defaults;
-
-    for (size_t i = 0; i < varnel::parameterTable.size(); ++i)
-        defaults.setValue (i, varnel::parameterTable[i].defaultValue);
-
-    processor.setParameterState (varnel::treeFromState (defaults));
+    processor.applyState ({});
 }
 
 /** Whatever the bytes were: values that the engine may have, a state that comes back as itself, and finite sound. */

@@ -3,7 +3,7 @@
 
 #include "Fuzz.h"
 
-#include "presets/PresetFiles.h"
+#include "processor/PresetFile.h"
 
 int LLVMFuzzerTestOneInput (const uint8_t* data, size_t size)
 {
@@ -17,7 +17,7 @@ int LLVMFuzzerTestOneInput (const uint8_t* data, size_t size)
     const auto values = fuzz::values (processor);
     const auto saved = juce::File::getSpecialLocation (juce::File::userHomeDirectory).getChildFile ("saved.xml");
     processor.setPresetName ("saved");
-    REQUIRE (varnel::writePreset (processor.copyParameterState(), saved).wasOk());
+    REQUIRE (varnel::writePresetFile (processor.copyParameterState(), saved).wasOk());
     fuzz::startAfresh (processor);
     varnel::loadPreset (processor, saved);
     REQUIRE (fuzz::values (processor) == values);

@@ -3,6 +3,7 @@
 
 #include "Fuzz.h"
 
+#include "processor/Places.h"
 #include "processor/Settings.h"
 
 int LLVMFuzzerTestOneInput (const uint8_t* data, size_t size)

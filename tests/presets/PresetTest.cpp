@@ -3,9 +3,10 @@
 
 #include "Support.h"
 
-#include "presets/PresetFiles.h"
+#include "presets/FileManager.h"
 #include "presets/PresetManager.h"
 #include "processor/Files.h"
+#include "processor/PresetFile.h"
 
 #include <csignal>
 #include <cstdlib>
@@ -32,7 +33,7 @@ struct Listener : PresetManager::Listener
 class Presets : public FreshHome
 {
 protected:
-    juce::File user (const juce::String& path) const { return userFolder.getChildFile (path); }
+    juce::File user (const juce::String& path) const { return varnel::childOf (userFolder, path); }
     juce::File factory (const juce::String& path) const { return factoryFolder.getChildFile (path); }
 
     /** Writes an XML preset of a given Size. */
@@ -114,12 +115,28 @@ TEST_F (Presets, AreReadByWhatTheyHold)
     EXPECT_EQ (load (preset (user ("xml in.qvz"), 40)), 40.0f);
     EXPECT_EQ (load (record (user ("record in.xml"), true, 50.0f)), 50.0f);
 
-    // Any root will do, a mark of byte order too; what is missing stays.
+    // Any root will do, a mark of byte order too; what is missing takes its default.
     set (processor, "ReverbMod", 7.0f);
     user ("root.xml").replaceWithText (juce::String::fromUTF8 ("\xef\xbb\xbf<Whatever presetName='/elsewhere'><PARAM id='ReverbSize' value='5'/></Whatever>"));
     EXPECT_EQ (load (user ("root.xml")), 5.0f);
-    EXPECT_EQ (get (processor, "ReverbMod"), 7.0f);
+    EXPECT_EQ (get (processor, "ReverbMod"), 33.0f);
     EXPECT_TRUE (processor.parameterState.state.hasType ("ReverbParams"));
+
+    // Whatever can be parsed safely is a preset, in any encoding; what cannot changes nothing.
+    const juce::String five ("<a presetName=''><PARAM id='ReverbSize' value='5'/>");
+    for (const auto bigEndian : { false, true })
+    {
+        juce::MemoryOutputStream text;
+        for (const auto unit : juce::String::charToString (0xfeff) + five + "<!-- <? &# --></a>")
+            bigEndian ? text.writeShortBigEndian (static_cast<short> (unit)) : text.writeShort (static_cast<short> (unit));
+        user ("wide.xml").replaceWithData (text.getData(), text.getDataSize());
+        EXPECT_EQ (load (user ("wide.xml")), 5.0f) << (bigEndian ? "big" : "little") << " end first";
+    }
+    for (const auto& kept : { "<!DOCTYPE a [<!ENTITY e '5'>]>" + five + "&e;</a>", five + "<?x?>text</a>", five + juce::String::repeatedString ("<b>", 100000), five + "&#x", five + juce::String::repeatedString (" ", 20 << 20) })
+    {
+        user ("kept.xml").replaceWithText (kept);
+        EXPECT_EQ (load (user ("kept.xml")), 99.0f) << kept.substring (0, 80);
+    }
 
     // What is not there changes nothing but the current preset.
     EXPECT_EQ (load (user ("none.xml")), 99.0f);
@@ -137,7 +154,7 @@ TEST_F (Presets, AreReadByWhatTheyHold)
 
 TEST_F (Presets, StandInOneFlatOrder)
 {
-    for (const auto* path : { "b.xml", "B.xml", "a.b.xml", "a.qvz", "Zoo/z.xml", "Zoo/Deep/er/d.xml", "zoo/x.xml", "Pads.old/p.xml", "shout.XML" })
+    for (const auto* path : { "~soft.xml", "~/t.xml", "~root/r.xml", "b.xml", "B.xml", "a.b.xml", "a.qvz", "Zoo/z.xml", "Zoo/Deep/er/d.xml", "zoo/x.xml", "Pads.old/p.xml", "shout.XML" })
         preset (user (path));
     user ("Empty/Inside").createDirectory();
     user ("readme.txt").replaceWithText ("no preset");
@@ -146,18 +163,19 @@ TEST_F (Presets, StandInOneFlatOrder)
         preset (factory (path));
     start();
 
-    const std::vector<std::string> expected { "B.xml", "a.qvz", "a.b.xml", "b.xml", "shout.XML", "Pads.old/p.xml", "Zoo/z.xml", "Zoo/Deep/er/d.xml", "zoo/x.xml", "New Sound.xml", ".Secret/s.xml", "Halls/.hidden.xml", "Halls/Big.xml" };
+    const std::vector<std::string> expected { "B.xml", "a.qvz", "a.b.xml", "b.xml", "shout.XML", "~soft.xml", "Pads.old/p.xml", "Zoo/z.xml", "Zoo/Deep/er/d.xml", "zoo/x.xml", "~/t.xml", "~root/r.xml", "New Sound.xml", ".Secret/s.xml", "Halls/.hidden.xml", "Halls/Big.xml" };
     EXPECT_EQ (flatOrder(), expected);
-    EXPECT_EQ (PresetManager::countPresets (manager->userRoot), 9);
+    EXPECT_EQ (PresetManager::countPresets (manager->userRoot), 12);
     EXPECT_EQ (PresetManager::countPresets (manager->factoryRoot), 4);
-    EXPECT_EQ (manager->userRoot.subfolders.size(), 5u) << "a folder without presets stays";
+    EXPECT_EQ (manager->userRoot.subfolders.size(), 7u) << "a folder without presets stays";
 
-    for (int i = 0; i < 13; ++i)
+    EXPECT_EQ (load (manager->presetAt (5)), 50.0f) << "a name that begins with ~";
+    for (int i = 0; i < 16; ++i)
     {
         manager->setCurrentPreset (manager->presetAt (i));
         EXPECT_EQ (manager->indexOfCurrentPreset(), i) << expected[static_cast<size_t> (i)];
     }
-    for (const auto outside : { -1, 13, 1000000, std::numeric_limits<int>::max(), std::numeric_limits<int>::min() })
+    for (const auto outside : { -1, 16, 1000000, std::numeric_limits<int>::max(), std::numeric_limits<int>::min() })
         EXPECT_EQ (manager->presetAt (outside), juce::File()) << outside;
     manager->setCurrentPreset (user ("gone.xml"));
     EXPECT_EQ (manager->indexOfCurrentPreset(), -1);
@@ -212,9 +230,17 @@ TEST_F (Presets, AreSteppedThrough)
 TEST_F (Presets, AreSavedToTheBit)
 {
     start();
+    struct Host : juce::AudioProcessorListener
+    {
+        void audioProcessorParameterChanged (juce::AudioProcessor*, int, float) override {}
+        void audioProcessorChanged (juce::AudioProcessor*, const ChangeDetails& details) override { numChanges += details.nonParameterStateChanged ? 1 : 0; }
+        int numChanges = 0;
+    } host;
+    processor.addListener (&host);
     setUnusualValues (processor);
     const auto expected = values (processor);
     manager->writePresetAs (user ("Mine/one.xml"));
+    EXPECT_EQ (host.numChanges, 1) << "the host has another chunk to keep";
     EXPECT_EQ (current(), "Mine/one.xml");
     EXPECT_EQ (flatOrder(), (std::vector<std::string> { "Mine/one.xml" })) << "a new file is in the list at once";
     EXPECT_EQ (listener.currents, 1);
@@ -229,6 +255,8 @@ TEST_F (Presets, AreSavedToTheBit)
     manager->setCurrentPreset (user ("Mine/one.xml"));
     manager->loadCurrentPreset();
     EXPECT_EQ (values (processor), expected);
+    EXPECT_EQ (host.numChanges, 3);
+    processor.removeListener (&host);
 
     // Every step of every parameter, and the default between two steps
     const auto file = user ("step.xml");
@@ -239,7 +267,7 @@ TEST_F (Presets, AreSavedToTheBit)
             const auto saved = values (processor);
             auto tree = processor.copyParameterState();
             tree.setProperty ("presetName", "", nullptr);
-            ASSERT_TRUE (varnel::writePreset (tree, file).wasOk());
+            ASSERT_TRUE (varnel::writePresetFile (tree, file).wasOk());
             set (processor, parameter.id, parameter.start);
             varnel::loadPreset (processor, file);
             ASSERT_EQ (values (processor), saved) << parameter.id << " at " << value;
@@ -286,7 +314,7 @@ TEST_F (Presets, LeaveTheOldFileWhereANewOneCannotBe)
     getrlimit (RLIMIT_FSIZE, &limit);
     const rlimit little { 100, limit.rlim_max };
     setrlimit (RLIMIT_FSIZE, &little);
-    const auto result = varnel::writePreset (processor.copyParameterState(), file);
+    const auto result = varnel::writePresetFile (processor.copyParameterState(), file);
     manager->writePresetAs (file);
     setrlimit (RLIMIT_FSIZE, &limit);
     EXPECT_EQ (result.getErrorMessage(), "cannot be written: File too large");
@@ -294,21 +322,22 @@ TEST_F (Presets, LeaveTheOldFileWhereANewOneCannotBe)
     EXPECT_EQ (userFolder.getNumberOfChildFiles (juce::File::findFilesAndDirectories), 1) << "nothing else is left behind";
 
     user ("folder.xml").createDirectory();
-    EXPECT_EQ (varnel::writePreset (processor.copyParameterState(), user ("folder.xml")).getErrorMessage(), "is a folder");
-    EXPECT_EQ (varnel::writePreset (processor.copyParameterState(), user ("no/where.xml")).getErrorMessage(), "its folder does not exist");
+    EXPECT_EQ (varnel::writePresetFile (processor.copyParameterState(), user ("folder.xml")).getErrorMessage(), "is a folder");
+    EXPECT_EQ (varnel::writePresetFile (processor.copyParameterState(), user ("no/where.xml")).getErrorMessage(), "its folder does not exist");
 
     // A link stays a link, and its target is written.
     const auto target = home.getChildFile ("target.xml");
-    preset (target).createSymbolicLink (user ("link.xml"), true);
+    preset (target).createSymbolicLink (user ("~.xml"), true);
+    std::filesystem::create_symlink ("~.xml", user ("link.xml").getFullPathName().toStdString());
     set (processor, "ReverbSize", 12.0f);
     manager->writePresetAs (user ("link.xml"));
-    EXPECT_TRUE (user ("link.xml").isSymbolicLink());
+    EXPECT_TRUE (user ("link.xml").isSymbolicLink() && user ("~.xml").isSymbolicLink());
     EXPECT_EQ (load (target), 12.0f);
 
     if (geteuid() != 0) // the superuser may write everywhere
     {
         userFolder.setReadOnly (true);
-        EXPECT_TRUE (varnel::writePreset (processor.copyParameterState(), file).failed());
+        EXPECT_TRUE (varnel::writePresetFile (processor.copyParameterState(), file).failed());
         userFolder.setReadOnly (false);
         EXPECT_EQ (file.loadFileAsString(), before);
     }
@@ -344,10 +373,21 @@ TEST_F (Presets, AreScannedInFoldersAsPeopleHaveThem)
     start();
     auto found = flatOrder();
     found.erase (std::remove (found.begin(), found.end(), "closed/inside.xml"), found.end()); // which the superuser can read
-    EXPECT_EQ (found, (std::vector<std::string> { "file link.xml", "plain.xml", "linked folder/linked.xml", "Ünïcødé/日本語.xml" }));
+    EXPECT_EQ (found, (std::vector<std::string> { "file link.xml", "plain.xml", "linked folder/linked.xml", "the same again/linked.xml", "Ünïcødé/日本語.xml" }));
     std::filesystem::permissions (closed.getFullPathName().toStdString(), std::filesystem::perms::owner_all);
 
     EXPECT_EQ (load (user ("pipe.xml")), 99.0f) << "a pipe is not waited for";
+
+    // Two ways on at each of thirty levels: the scan ends, and what lies on top is there.
+    for (int i = 0; i < 30; ++i)
+        for (const auto* name : { "a", "b" })
+        {
+            home.getChildFile ("levels/" + juce::String (i)).createDirectory();
+            link (home.getChildFile ("levels/" + juce::String (i) + "/" + name), "../" + std::to_string (i + 1));
+        }
+    link (user ("0 levels"), home.getChildFile ("levels/0").getFullPathName().toStdString());
+    manager->rescan();
+    EXPECT_EQ (flatOrder().size(), 5u + (geteuid() == 0 ? 1u : 0u));
 
     // A folder that has gone, and one that the user chose
     manager->rescan();
@@ -392,6 +432,23 @@ TEST_F (Presets, MayBeHeardByListenersThatComeAndGo)
     EXPECT_EQ (second.calls, 0) << "it left before its turn";
     EXPECT_EQ (listener.lists, 2);
 
+    // A processor that gives the three operations it has to
+    struct Least : PresetManager::Processor
+    {
+        juce::ValueTree getParameterState() override { return tree; }
+        void setParameterState (const juce::ValueTree& newTree) override { tree = newTree; }
+        void loadBinaryPreset (const juce::File&) override {}
+        juce::ValueTree tree { "ReverbParams" };
+    };
+    Least least;
+    least.settingsStore = &processor.settings;
+    PresetManager others (least);
+    least.currentPresetFile = preset (user ("least.xml"), 8);
+    others.loadCurrentPreset();
+    EXPECT_EQ (least.tree.getChild (0).getProperty ("value"), juce::var (8.0f));
+    others.writePresetAs (user ("written.xml"));
+    EXPECT_EQ (least.tree.getProperty ("presetName").toString(), user ("written.xml").getFullPathName());
+
     // The last manager to attach itself counts.
     auto other = std::make_unique<PresetManager> (processor);
     EXPECT_EQ (processor.presetManager, other.get());
@@ -422,6 +479,20 @@ TEST_F (Presets, ProposeAPlaceForANewFile)
     EXPECT_EQ (manager->fileToWrite (user ("Taken.xml")), user ("Taken.xml"));
     EXPECT_EQ (manager->fileToWrite (user ("Taken")), user ("Taken(2).xml"));
     EXPECT_EQ (manager->fileToWrite (juce::File()), juce::File());
+
+    // The folder's name is shown to the file manager as it is.
+    const auto folder = user ("Pack $(touch x) `touch y` \" '"), shown = home.getChildFile ("shown");
+    const auto program = home.getChildFile ("bin/xdg-open");
+    program.create();
+    program.replaceWithText ("#!/bin/sh\nprintf %s \"$1\" >'" + shown.getFullPathName() + ".part' && mv '" + shown.getFullPathName() + ".part' '" + shown.getFullPathName() + "'\n", false, false, "\n");
+    program.setExecutePermission (true);
+    const auto path = juce::SystemStats::getEnvironmentVariable ("PATH", {});
+    setenv ("PATH", (program.getParentDirectory().getFullPathName() + ":" + path).toRawUTF8(), 1);
+    varnel::openInFileManager (folder);
+    EXPECT_TRUE (deliverMessagesUntil ([&]
+                                       { return shown.exists(); }));
+    setenv ("PATH", path.toRawUTF8(), 1);
+    EXPECT_EQ (shown.loadFileAsString(), folder.getFullPathName());
 }
 
 TEST_F (Presets, OfTheFactoryAllLoadAndLandAsWritten)
@@ -460,6 +531,7 @@ TEST_F (Presets, OfTheFactoryAllLoadAndLandAsWritten)
         auto tree = processor.copyParameterState();
         tree.setProperty ("presetName", "", nullptr);
         EXPECT_EQ (juce::StringArray::fromLines (tree.createXml()->toString()).size(), juce::StringArray::fromLines (file.loadFileAsString()).size());
-        EXPECT_TRUE (file.loadFileAsString().startsWith ("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n\r\n<ReverbParams presetName=\"\">\r\n  <PARAM id=\"ReverbSize\"")) << file.getFullPathName();
+        const auto name = i == 0 ? varnel::getFactoryPresetFolder().getChildFile ("New Sound.xml").getFullPathName() : juce::String();
+        EXPECT_TRUE (file.loadFileAsString().startsWith ("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n\r\n<ReverbParams presetName=\"" + name + "\">\r\n  <PARAM id=\"ReverbSize\"")) << file.getFullPathName();
     }
 }

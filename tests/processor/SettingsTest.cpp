@@ -3,6 +3,8 @@
 
 #include "Support.h"
 
+#include "processor/SafeXml.h"
+
 #include <sys/stat.h>
 
 #include <cstdlib>
@@ -187,7 +189,6 @@ TEST_F (Settings, GiveDefaultsWhereTheFileIsNone)
 
 TEST_F (Settings, SetAsideWhatOnlyAParserWouldRead)
 {
-    const auto aside = settingsFile.getSiblingFile ("Varnel Reverb.settings.unreadable");
     const auto entity = home.getChildFile ("entity.txt");
     entity.replaceWithText ("7");
     const auto named = "<!DOCTYPE a [<!ENTITY e SYSTEM \"" + entity.getFullPathName() + "\">]>";
@@ -196,13 +197,14 @@ TEST_F (Settings, SetAsideWhatOnlyAParserWouldRead)
     const std::vector<juce::String> texts {
         begin + juce::String::repeatedString ("<a>", 200000) + juce::String::repeatedString ("</a>", 200000) + end,
         juce::String ("<?xml version='1.0'?>") + named + begin + "&e;" + end,
-        begin + end + juce::String::repeatedString (" ", 1 << 20),
+        begin + end + juce::String::repeatedString (" ", static_cast<int> (varnel::longestXml)),
         "PROP " + begin + end,
         "<?xml version='1.0'?><CUT"
     };
 
-    for (const auto& text : texts)
+    for (int i = 0; i < static_cast<int> (texts.size()); ++i)
     {
+        const auto& text = texts[static_cast<size_t> (i)];
         settingsFile.create();
         ASSERT_TRUE (settingsFile.replaceWithText (text));
         {
@@ -210,7 +212,8 @@ TEST_F (Settings, SetAsideWhatOnlyAParserWouldRead)
             EXPECT_EQ (map (processor), nothingBound) << text.substring (0, 80);
             learn (processor, 2, 9);
         }
-        EXPECT_EQ (aside.loadFileAsString(), text);
+        const auto aside = settingsFile.getSiblingFile ("Varnel Reverb.settings.unreadable" + (i == 0 ? juce::String() : " " + juce::String (i + 1)));
+        EXPECT_TRUE (aside.loadFileAsString() == text) << "the earlier ones are still there";
         EXPECT_EQ (stored ("2"), "9") << text.substring (0, 80);
 
         // Who may not write does not put aside either.
@@ -219,6 +222,17 @@ TEST_F (Settings, SetAsideWhatOnlyAParserWouldRead)
         EXPECT_EQ (onlooker.settings.getUserSettings()->getAllProperties().size(), 0);
         EXPECT_EQ (settingsFile.loadFileAsString(), text);
     }
+
+    // What JUCE reads without harm is read, however it is written.
+    const auto seven = "<PROPERTIES>" + juce::String::repeatedString ("<VALUE name='more' val='1'/>", 300) + begin.fromFirstOccurrenceOf ("<VALUE", true, false) + end;
+    for (const auto& [text, utf16] : { std::pair ("\n" + seven, false), { "<!DOCTYPE PROPERTIES>" + seven, false }, { "<!-- <? &# --><?x?>" + seven, false }, { begin + end, true }, { juce::String::charToString (0xfeff) + seven, false } })
+    {
+        settingsFile.deleteFile();
+        juce::FileOutputStream (settingsFile).writeText (text, utf16, utf16, nullptr);
+        VarnelReverbAudioProcessor processor;
+        EXPECT_EQ (map (processor)[0], 7) << text.substring (0, 40);
+    }
+    EXPECT_EQ (settingsFile.getParentDirectory().getNumberOfChildFiles (juce::File::findFiles), static_cast<int> (texts.size()) + 1);
 
     // Nobody ever writes to this pipe.
     settingsFile.deleteFile();
@@ -247,7 +261,7 @@ TEST_F (Settings, AreNoneWithoutHome)
 TEST_F (Settings, NameTheDefaultPreset)
 {
     const auto text = juce::String ("<Any presetName=''><PARAM id='ReverbSize' value='81'/><PARAM id='Bypass' value='0'/></Any>");
-    const auto file = preset ("mine.xml", text);
+    const auto file = preset ("mine.xml", text), odd = preset ("Vol #1, mine.xml", text);
 
     const auto startWith = [this] (const juce::String& path)
     {
@@ -256,11 +270,11 @@ TEST_F (Settings, NameTheDefaultPreset)
         return std::make_unique<VarnelReverbAudioProcessor>();
     };
 
-    for (const auto& path : { file.getFullPathName(), juce::String ("~/mine.xml") })
+    for (const auto& [path, found] : { std::pair (file.getFullPathName(), file), { juce::String ("~/mine.xml"), file }, { odd.getFullPathName(), odd } })
     {
         const auto processor = startWith (path);
-        EXPECT_EQ (processor->defaultPresetFile, file);
-        EXPECT_EQ (processor->currentPresetFile, file);
+        EXPECT_EQ (processor->defaultPresetFile, found);
+        EXPECT_EQ (processor->currentPresetFile, found);
         EXPECT_EQ (processor->currentPresetName, "");
         EXPECT_EQ (values (*processor), (std::vector<float> { 81.0f, 33.0f, 0.0f, -1.5f, 33.0f, 0.0f, 1.0f }));
         EXPECT_TRUE (processor->engine.bypassed);
@@ -274,6 +288,12 @@ TEST_F (Settings, NameTheDefaultPreset)
         restore (*processor, chunkOf (fresh));
         EXPECT_EQ (get (*processor, "ReverbSize"), 33.0f);
     }
+
+    // The factory's own says where it is installed, so a session that has only been opened knows it too.
+    const auto installed = varnel::getFactoryPresetFolder().getChildFile ("New Sound.xml");
+    VarnelReverbAudioProcessor reopened (VarnelReverbAudioProcessor::UserSettings::ignored);
+    restore (reopened, chunkOf (*startWith (juce::File (VARNEL_FACTORY_PRESETS).getChildFile ("New Sound.xml").getFullPathName())));
+    EXPECT_EQ (reopened.currentPresetFile, installed);
 
     // No preset: no path, no file, no XML, a folder, a pipe that nobody writes to
     const auto pipe = home.getChildFile ("pipe.xml");

@@ -178,8 +178,9 @@ TEST_F (State, TakesAChunkWholeOrNotAtAll)
         numTaken += got == defaults ? 1 : 0;
     };
 
-    // Cut at every byte. Neither the zero at the end nor all of the last end tag is missed.
-    constexpr auto notMissed = 13;
+    // Cut at every byte. Neither the zero at the end nor all of the last end tag is missed, and behind the root's name
+    // alone there is a whole tree that lacks everything.
+    constexpr auto notMissed = 13 + 1;
     for (int length = 0; length <= size; ++length)
     {
         chunk.replaceAll (whole.getData(), static_cast<size_t> (length));
@@ -228,6 +229,7 @@ TEST_F (State, IsNotFooledByHostileXml)
     for (int i = 0; i < 1000000; ++i)
         deep << "<ReverbParams>";
     EXPECT_EQ (after (chunkWith (deep.toString())).first, unusual);
+    EXPECT_EQ (after (chunkWith ("<ReverbParams>&" + deep.toString().substring (0, 200000) + ";</ReverbParams>")).first, unusual) << "within an entity's name";
 
     juce::String entities ("<!DOCTYPE ReverbParams [<!ENTITY a \"aaaaaaaaaaaaaaaa\">");
     for (char c = 'b'; c < 'k'; ++c)
@@ -235,7 +237,7 @@ TEST_F (State, IsNotFooledByHostileXml)
     EXPECT_EQ (after (chunkWith (entities + "]><ReverbParams presetName=\"&j;\"/>")).first, unusual);
 
     // What a parser would go round in for ever
-    for (const auto* instruction : { "<ReverbParams><?x?>text</ReverbParams>", "<?xml version='1.0'?><ReverbParams><?xml?>text</ReverbParams>", "<ReverbParams><!-- --><?x?> a<", "<?x" })
+    for (const auto* instruction : { "<ReverbParams>text<?x?>&amp;</ReverbParams>", "<ReverbParams><?x?>text</ReverbParams>", "<?xml version='1.0'?><ReverbParams><?xml?>text</ReverbParams>", "<ReverbParams><!-- --><?x?> a<", "<?x" })
         EXPECT_EQ (after (chunkWith (instruction)).first, unusual) << instruction;
 
     // Characters by their numbers, cut short or none: a parser reads on behind the text
@@ -243,10 +245,18 @@ TEST_F (State, IsNotFooledByHostileXml)
         EXPECT_EQ (after (chunkWith ("<ReverbParams><PARAM id='ReverbSize' value='1'/>" + juce::String (number))).first, unusual) << number;
     EXPECT_EQ (after (chunkWith ("<ReverbParams><PARAM id='ReverbSize' value='&#x34;&#50;'/></ReverbParams>")).first[0], 42.0f);
 
+    // What a parser can be given safely, it is given.
+    const juce::String size ("<PARAM id='ReverbSize' value='42'/>");
+    for (const auto& harmless : { juce::String ("<!-- <? &# & --><?x?><!DOCTYPE ReverbParams [<!ENTITY e 'never used'>]><ReverbParams>@</ReverbParams>"),
+                                  juce::String ("\r\n <ReverbParams presetName='&#x2f;&lt;&#'><?x <?> @<?y?><!-- &#x -->@ &nobody; <![CDATA[<?x?>&#x]]></ReverbParams>"),
+                                  "<ReverbParams>@" + juce::String::repeatedString ("<a b='c'/>", 20000) + juce::String::repeatedString (" ", 2 << 20) + "</ReverbParams>",
+                                  "<ReverbParams>" + juce::String::repeatedString ("<a>", 200) + juce::String::repeatedString ("</a>", 200) + "@</ReverbParams" })
+        EXPECT_EQ (after (chunkWith (harmless.replace ("@", size))).first[0], 42.0f) << harmless.substring (0, 100);
+
     // Children in any order and of any kind, text between them, values twice, and things that nobody knows
     const auto [got, text] = after (chunkWith ("<ReverbParams x='1'>text<PARAM id='Position' value='4'/><!-- -->"
                                                "<PARAM id='ReverbSize' value='7'/><Other id='ReverbMod' value='8'/><PARAM id='Unknown' value='1'/><PARAM/><PARAM id='ReverbSize' value='9'/></ReverbParams>"));
-    EXPECT_EQ (got, (std::vector<float> { 9.0f, 8.0f, unusual[2], unusual[3], 4.0f, 0.0f, 0.0f }));
+    EXPECT_EQ (got, (std::vector<float> { 9.0f, 8.0f, defaults[2], defaults[3], 4.0f, 1.0f, 1.0f })) << "what is missing takes its default";
     EXPECT_FALSE (text.contains ("Unknown") || text.contains ("text")) << text;
 
     // What a chunk lacks is complete in the next one.
@@ -255,13 +265,23 @@ TEST_F (State, IsNotFooledByHostileXml)
     EXPECT_EQ (values (second), got);
 }
 
-TEST_F (State, KeepsAValueThatIsGivenAsNoNumber)
+TEST_F (State, ReadsNumbersAsJuceDoes)
 {
-    for (const auto* noNumber : { "nan", "inf", "-inf", "-nan", "1e999", "1e99999999999", "1E-4294967296", "", "x", "-", "." })
-        for (const auto& parameter : parameterTable)
-            EXPECT_EQ (after (chunkWith ("<ReverbParams><PARAM id='" + juce::String (parameter.id) + "' value='" + noNumber + "'/></ReverbParams>")).first, unusual) << parameter.id << " " << noNumber;
+    // What is not finite takes the default, and is not a number here; what is finite is held at the ends.
+    const std::pair<const char*, float> numbers[] {
+        { "nan", notANumber }, { "-inf", notANumber }, { "1e999", notANumber }, { "-1E99999999999", notANumber }, { "1E-4294967296", 0.0f }, { "0.0001e-9999", 0.0f }, { "", 0.0f }, { "x", 0.0f }, { "-", 0.0f }, { ".", 0.0f }, { "0x10", 0.0f }, { " +7", 7.0f }, { "\t7.e0x", 7.0f }, { "7,5", 7.0f }, { "1e300", 1e30f }, { "-1e300", -1e30f }, { "+-3", 0.0f }
+    };
+    for (const auto& [text, number] : numbers)
+        for (size_t i = 0; i < 7; ++i)
+        {
+            auto expected = defaults;
+            if (! std::isnan (number))
+                expected[i] = processor.parameterState.getParameterRange (parameterTable[i].id).snapToLegalValue (number);
+            EXPECT_EQ (after (chunkWith ("<ReverbParams><PARAM id='" + juce::String (parameterTable[i].id) + "' value='" + text + "'/></ReverbParams>")).first, expected) << parameterTable[i].id << " " << text;
+        }
 
-    EXPECT_EQ (after (record (true, { notANumber, infinity, -infinity, notANumber, 5.0f, notANumber, notANumber })).first, (std::vector<float> { unusual[0], unusual[1], unusual[2], unusual[3], 5.0f, 0.0f, 0.0f }));
+    EXPECT_EQ (after (chunkWith ("<ReverbParams><PARAM id='ReverbSize'/></ReverbParams>")).first, defaults);
+    EXPECT_EQ (after (record (true, { notANumber, infinity, -infinity, notANumber, 5.0f, notANumber, notANumber })).first, (std::vector<float> { 33.0f, 33.0f, 0.0f, -1.5f, 5.0f, 1.0f, 1.0f }));
 
     // From a preset's tree
     juce::ValueTree tree ("Anything");
@@ -270,7 +290,7 @@ TEST_F (State, KeepsAValueThatIsGivenAsNoNumber)
     tree.appendChild ({ "PARAM", { { "id", "ReverbLo" }, { "value", -1e300 } } }, nullptr);
     setUnusualValues (processor);
     processor.setParameterState (tree);
-    EXPECT_EQ (values (processor), (std::vector<float> { unusual[0], 100.0f, -12.0f, unusual[3], unusual[4], 0.0f, 0.0f })) << "finite values are held at the ends";
+    EXPECT_EQ (values (processor), (std::vector<float> { 33.0f, 100.0f, -12.0f, -1.5f, 33.0f, 1.0f, 1.0f })) << "finite values are held at the ends";
     EXPECT_TRUE (textOf (chunkOf (processor)).contains ("id=\"ReverbMod\" value=\"100.0\""));
 }
 
@@ -371,13 +391,16 @@ TEST_F (State, KnowsWhichPresetItCameFrom)
     EXPECT_EQ (presetAfter ("presetName='/a/b#c/d.xml'"), "/a/bc/d.xml") << "less what no path may have";
     EXPECT_EQ (presetAfter ("presetName='~/d.xml'"), home.getChildFile ("d.xml").getFullPathName());
     EXPECT_EQ (presetAfter ("presetName='d.xml'"), "");
+    const auto odd = home.getChildFile ("Vol #1, new.xml");
+    odd.create();
+    EXPECT_EQ (presetAfter ("presetName='" + odd.getFullPathName() + "'"), odd.getFullPathName()) << "unless that is not there, and this is";
     presetAfter ("presetName='/x.xml'");
     EXPECT_EQ (presetAfter (""), "");
-    EXPECT_EQ (listener.numChanges, 5);
-    restore (processor, record (true, {}));
     EXPECT_EQ (listener.numChanges, 6);
+    restore (processor, record (true, {}));
+    EXPECT_EQ (listener.numChanges, 7);
     restore (processor, chunkWith ("<Other/>"));
-    EXPECT_EQ (listener.numChanges, 6) << "what is refused tells nobody";
+    EXPECT_EQ (listener.numChanges, 7) << "what is refused tells nobody";
 
     // On another thread the parameters move at once; the current preset follows on the message thread.
     const auto file = processor.currentPresetFile;
@@ -387,7 +410,7 @@ TEST_F (State, KnowsWhichPresetItCameFrom)
     EXPECT_EQ (get (processor, "ReverbSize"), 2.0f);
     EXPECT_EQ (processor.currentPresetFile, file);
     EXPECT_TRUE (deliverMessagesUntil ([&]
-                                       { return listener.numChanges == 7; }));
+                                       { return listener.numChanges == 8; }));
     EXPECT_EQ (processor.currentPresetFile.getFullPathName(), "/there.xml");
 
     // Unless another one has been loaded in the meantime

@@ -332,6 +332,8 @@ TEST_F (Render, StartsFromStatesAndPresetsAndWritesThem)
     expectRefusal (render ("in.wav out.wav --preset other.xml"), 1, { "other.xml", "no \"presetName\"" });
     file ("text.xml").replaceWithText ("Nothing");
     expectRefusal (render ("in.wav out.wav --preset text.xml"), 1, { "text.xml", "is no preset" });
+    file ("entity.xml").replaceWithText ("<!DOCTYPE a [<!ENTITY e '7'>]><a presetName='&e;'/>");
+    expectRefusal (render ("in.wav out.wav --preset entity.xml"), 1, { "entity.xml", "holds XML that uses an entity of its document type" });
     expectRefusal (render ("in.wav out.wav --preset old.qvz --state old.qvz"), 2, { "--preset", "--state" });
     expectRefusal (render ("--save-state nowhere/out"), 1, { "nowhere/out", "folder does not exist" });
     expectRefusal (render ("--save-preset ."), 1, { "is a folder" });
@@ -356,6 +358,9 @@ TEST_F (Render, FindsPresetsByName)
     save ("B/twice.xml", 4);
     save ("Deep/Er/Down.xml", 5);
     save ("B/New Sound.xml", 6);
+    save ("Down.xml", 7);
+    save ("Down.qvz", 8);
+    save ("Choirs/Old Chapel.xml", 9);
 
     const auto sizeOf = [this] (const juce::String& name)
     {
@@ -373,22 +378,28 @@ TEST_F (Render, FindsPresetsByName)
     EXPECT_EQ (sizeOf ("Er/Down"), 5);
     EXPECT_EQ (sizeOf ("Deep/Er/Down"), 5);
     EXPECT_EQ (sizeOf (user.getChildFile ("B/Twice.xml").getFullPathName()), 3);
-    EXPECT_EQ (sizeOf ("New Sound"), 6) << "the user's presets come first";
+    EXPECT_EQ (sizeOf ("new sound"), 6) << "the user's presets come first";
 
     expectRefusal (render ("--preset Twice --save-preset out.xml"), 1, { "\"Twice\"", "several", "\"A/Twice\"", "\"B/Twice\"" });
     expectRefusal (render ("--preset Mime --save-preset out.xml"), 1, { "\"Mime\"", "no such file or preset", "near it", "\"Mine\"" });
     expectRefusal (render ("--preset Xyzzy --save-preset out.xml"), 1, { "\"Xyzzy\"", "--list-presets" });
     expectRefusal (render ("--preset '' --save-preset out.xml"), 1, { "no such file or preset" });
 
-    // The list has the flat order: the user's six, then the factory's, which a build tree brings.
+    // The list has the flat order: the user's nine, then the factory's, which a build tree brings. Every name in it is
+    // taken, and names the preset of its line.
     const auto list = render ("--list-presets").out;
     const auto lines = juce::StringArray::fromLines (list.trimEnd());
     EXPECT_EQ (lines[0], user.getFullPathName());
-    EXPECT_EQ (lines[1], "     0  Mine");
-    EXPECT_EQ (lines[2], "     1  A/Twice");
-    EXPECT_EQ (lines[6], "     5  Deep/Er/Down");
-    EXPECT_TRUE (list.contains ("\n     6  New Sound\n     7  Ambience/")) << list;
-    EXPECT_GE (lines.size(), 2 + 6 + 61);
+    const char* const names[] { "Down.qvz", "Down.xml", "Mine", "A/Twice", "B/New Sound", "B/Twice", "B/twice", "Choirs/Old Chapel", "Deep/Er/Down" };
+    const int sizes[] { 8, 7, 1, 2, 6, 3, 4, 9, 5 };
+    for (int i = 0; i < 9; ++i)
+    {
+        EXPECT_EQ (lines[i + 1], juce::String (i).paddedLeft (' ', 6) + "  " + names[i]);
+        EXPECT_EQ (sizeOf (names[i]), sizes[i]);
+    }
+    EXPECT_TRUE (list.contains ("\n     9  New Sound\n    10  Ambience/")) << list;
+    EXPECT_EQ (sizeOf ("New Sound"), 40);
+    EXPECT_GE (lines.size(), 2 + 9 + 61);
     home.getChildFile ("Documents").deleteRecursively();
 }
 
