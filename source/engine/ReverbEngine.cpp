@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <initializer_list>
 #include <math.h>
 
 namespace varnel
@@ -45,6 +46,12 @@ float positionCurve (float y) noexcept
     return ((1.0f - std::abs (y) * 0.5f) * y) + 0.5f;
 }
 
+/** A shelf's gain inside the loops. Only cuts act there, at half the gain: a boost would make the tail grow. */
+float gainInside (float decibels) noexcept
+{
+    return decibels > 0.0f ? 0.0f : decibels * 0.5f;
+}
+
 void publish (SharedValue<float>& shared, float peak) noexcept
 {
     if (peak > shared)
@@ -57,6 +64,7 @@ void publish (SharedValue<float>& shared, float peak) noexcept
 ReverbEngine::ReverbEngine()
 {
     setUp (44100.0);
+    setWeights();
 }
 
 std::array<AllpassStage*, 12> ReverbEngine::allpassStages() noexcept
@@ -103,8 +111,11 @@ void ReverbEngine::setUp (double newSampleRate)
     for (auto* shelf : { &tankHighL, &tankHighR, &outHighL, &outHighR })
         shelf->setUp (piOverSampleRate);
 
-    for (auto* coefficients : { &innerLow, &innerHigh, &outLow, &outHigh })
-        *coefficients = ShelfCoefficients {};
+    for (auto* shelf : { &innerLow, &outLow })
+        shelf->setUp (piOverSampleRate);
+
+    for (auto* shelf : { &innerHigh, &outHigh })
+        shelf->setUp (piOverSampleRate);
 
     inverseSampleRate = 1.0f / sampleRate;
     spinPhase = 0.0f;
@@ -130,12 +141,8 @@ void ReverbEngine::prepare (double newSampleRate, int newNumInputChannels)
     for (auto* diffuser : { &diffuserL1, &diffuserL2, &diffuserL3, &diffuserR1, &diffuserR2, &diffuserR3 })
         diffuser->coefficient = -0.667f;
 
-    // The only shelves that are ever designed; the others take over their coefficients.
-    for (auto* shelf : { &diffuserL1.low, &outLowL })
-        shelf->cornerHz = 130.820999f;
-
-    for (auto* shelf : { &diffuserL1.high, &outHighL })
-        shelf->cornerHz = 4185.0f;
+    innerLow.cornerHz = outLow.cornerHz = 130.820999f;
+    innerHigh.cornerHz = outHigh.cornerHz = 4185.0f;
 }
 
 void ReverbEngine::clear() noexcept
@@ -180,12 +187,19 @@ void ReverbEngine::processBlock (float* const* channels, int numChannels, int nu
     wasBypassed = bypass;
 }
 
-/** Whether all that was heard so far may have been sound. The output's shelves hear the early and the late signal, whatever
-    their weights, and what is no number stays in them for ever; so they tell of every bad sample that has come out
-    of a delay line. Looking at them costs nothing, and does not touch the signal. */
+/** Whether all that the tank and the output hold may be sound. What is no number stays in a stage's shelves, and so in
+    lastFiltered, for ever; what grows is seen in one of the tank's eight delays, whatever the output's weights. The
+    output's shelves hear the early signal, and so tell of a bad sample before it is in the tank's delays. */
 bool ReverbEngine::isSound() const noexcept
 {
-    const auto sum = (std::abs (outLowL.state) + std::abs (outLowR.state)) + (std::abs (outHighL.state) + std::abs (outHighR.state));
+    auto sum = std::abs (tankFeedbackL) + std::abs (tankFeedbackR);
+
+    for (const auto* stage : { &tankL1, &tankL2, &tankL3, &tankR1, &tankR2, &tankR3 })
+        sum += std::abs (stage->lastFiltered);
+
+    for (const auto* shelf : std::initializer_list<const Shelf*> { &outLowL, &outLowR, &outHighL, &outHighR })
+        sum += std::abs (shelf->state);
+
     return sum < loudestSound; // not so for what is no number
 }
 
@@ -195,24 +209,21 @@ void ReverbEngine::takeSettings() noexcept
     for (auto* tank : { &tankL1, &tankL2, &tankL3, &tankR1, &tankR2, &tankR3 })
         tank->coefficient = tankCoefficient;
 
-    const auto low = innerLow.get();
-    const auto high = innerHigh.get();
-
     for (auto* stage : allpassStages())
     {
-        stage->low.use (low);
-        stage->high.use (high);
+        innerLow.giveTo (stage->low);
+        innerHigh.giveTo (stage->high);
     }
 
-    tankLowL.use (low);
-    tankLowR.use (low);
-    tankHighL.use (high);
-    tankHighR.use (high);
+    innerLow.giveTo (tankLowL);
+    innerLow.giveTo (tankLowR);
+    innerHigh.giveTo (tankHighL);
+    innerHigh.giveTo (tankHighR);
 
-    outLowL.use (outLow.get());
-    outLowR.use (outLow.get());
-    outHighL.use (outHigh.get());
-    outHighR.use (outHigh.get());
+    outLow.giveTo (outLowL);
+    outLow.giveTo (outLowR);
+    outHigh.giveTo (outHighL);
+    outHigh.giveTo (outHighR);
 }
 
 template <bool stereo>
@@ -223,18 +234,17 @@ float ReverbEngine::processSamples (float* const* channels, int numSamples) noex
     const float* const rightInput = numInputChannels >= 2 ? right : left;
 
     // Settings, as they stand at the start of the block
-    const auto preDelayGoal = Lanes { preDelayTarget[0], preDelayTarget[1], diffuserTarget[0], diffuserTarget[1] };
-    const auto diffuserGoal = Lanes { diffuserTarget[2], diffuserTarget[3], diffuserTarget[4], diffuserTarget[5] };
+    const auto earlyGoal0 = Lanes { preDelayTarget[0], preDelayTarget[1], diffuserTarget[0], diffuserTarget[1] };
+    const auto earlyGoal1 = Lanes { diffuserTarget[2], diffuserTarget[3], diffuserTarget[4], diffuserTarget[5] };
     const auto tankGoalL = Lanes { tankTarget[0], tankTarget[1], tankTarget[2], tankTarget[3] };
     const auto tankGoalR = Lanes { tankTarget[4], tankTarget[5], tankTarget[6], tankTarget[7] };
     const float spinStep = spinIncrement, spinDepthGoal = spinDepth;
     const float steadySmoothing = smoothCoeff, decay = decayGain, sizeTrimGoal = sizeTrim;
-    const float earlyWeightL = earlyGainL, lateWeightL = lateGainL, earlyWeightR = earlyGainR, lateWeightR = lateGainR;
-    const float dryWeightL = dryGainL, wetWeightL = wetGainL, dryWeightR = dryGainR, wetWeightR = wetGainR;
+    const auto weight = weights();
 
     // State that the loop holds in registers
-    auto preDelayNow = Lanes { preDelayCurrent[0], preDelayCurrent[1], diffuserCurrent[0], diffuserCurrent[1] };
-    auto diffuserNow = loadLanes (&diffuserCurrent[2]);
+    auto earlyNow0 = Lanes { preDelayCurrent[0], preDelayCurrent[1], diffuserCurrent[0], diffuserCurrent[1] };
+    auto earlyNow1 = loadLanes (&diffuserCurrent[2]);
     auto tankNowL = loadLanes (&tankCurrent[0]);
     auto tankNowR = loadLanes (&tankCurrent[4]);
     float phase = spinPhase, smoothing = activeSmoothCoeff, spinDepthNow = spinDepthCurrent, sizeTrimNow = sizeTrimCurrent;
@@ -248,14 +258,14 @@ float ReverbEngine::processSamples (float* const* channels, int numSamples) noex
         raise (highestInR, inR);
 
         // Pre-delay
-        preDelayNow = glide (preDelayNow, preDelayGoal, smoothing);
-        DelayLine::setDelays (preDelayL, preDelayR, diffuserL1.delay, diffuserL2.delay, preDelayNow);
+        earlyNow0 = glide (earlyNow0, earlyGoal0, smoothing);
+        DelayLine::setDelays (preDelayL, preDelayR, diffuserL1.delay, diffuserL2.delay, earlyNow0);
         const auto preL = preDelayL.pushWhole (inL);
         const auto preR = preDelayR.pushWhole (inR);
 
         // Diffusers
-        diffuserNow = glide (diffuserNow, diffuserGoal, smoothing);
-        DelayLine::setDelays (diffuserL3.delay, diffuserR1.delay, diffuserR2.delay, diffuserR3.delay, diffuserNow);
+        earlyNow1 = glide (earlyNow1, earlyGoal1, smoothing);
+        DelayLine::setDelays (diffuserL3.delay, diffuserR1.delay, diffuserR2.delay, diffuserR3.delay, earlyNow1);
         const auto earlyL = diffuserL3.processWhole (diffuserL2.processWhole (diffuserL1.processWhole<true> (preL)));
         const auto earlyR = diffuserR3.processWhole (diffuserR2.processWhole (diffuserR1.processWhole<true> (preR)));
 
@@ -278,8 +288,8 @@ float ReverbEngine::processSamples (float* const* channels, int numSamples) noex
         tankFeedbackR = tankDelayR.pushHermite (lateR);
 
         // Wet sum and the output shelves
-        const auto wetL = earlyL * earlyWeightL + lateL * lateWeightL;
-        const auto wetR = earlyR * earlyWeightR + lateR * lateWeightR;
+        const auto wetL = earlyL * weight.early + lateL * weight.late;
+        const auto wetR = earlyR * weight.early + lateR * weight.late;
         const auto filteredL = outHighL.process (outLowL.process (wetL));
         const auto filteredR = outHighR.process (outLowR.process (wetR));
 
@@ -289,8 +299,8 @@ float ReverbEngine::processSamples (float* const* channels, int numSamples) noex
         const auto trimmedR = sizeTrimNow * filteredR;
         const auto mid = (trimmedL + trimmedR) * midGain;
         const auto side = (trimmedL - trimmedR) * sideGain;
-        const auto outL = addProduct ((mid + side) * wetWeightL, inL, dryWeightL);
-        const auto outR = addProduct ((mid - side) * wetWeightR, inR, dryWeightR);
+        const auto outL = addProduct ((mid + side) * weight.wet, inL, weight.dry);
+        const auto outR = addProduct ((mid - side) * weight.wet, inR, weight.dry);
 
         if constexpr (stereo)
         {
@@ -308,8 +318,8 @@ float ReverbEngine::processSamples (float* const* channels, int numSamples) noex
         smoothing = steadySmoothing;
     }
 
-    preDelayCurrent = { preDelayNow[0], preDelayNow[1] };
-    diffuserCurrent = { preDelayNow[2], preDelayNow[3], diffuserNow[0], diffuserNow[1], diffuserNow[2], diffuserNow[3] };
+    preDelayCurrent = { earlyNow0[0], earlyNow0[1] };
+    diffuserCurrent = { earlyNow0[2], earlyNow0[3], earlyNow1[0], earlyNow1[1], earlyNow1[2], earlyNow1[3] };
     storeLanes (tankNowL, &tankCurrent[0]);
     storeLanes (tankNowR, &tankCurrent[4]);
     spinDepthCurrent = spinDepthNow;
@@ -330,7 +340,13 @@ float ReverbEngine::noteDelay (float note) noexcept
     return 1.0f / (8.17579937f * ::exp2f (note * 0.0833332986f));
 }
 
-void ReverbEngine::setSize (float v) noexcept
+void ReverbEngine::setSize (float value) noexcept
+{
+    sizeSetting.set (value, [this] (float v)
+                     { writeSize (v); });
+}
+
+void ReverbEngine::writeSize (float v) noexcept
 {
     // A parabola from 0 to 100 that rises fast at first.
     const auto s = (v * 0.0299999993f + v * v * -0.0000999999975f) * 50.0f;
@@ -378,30 +394,28 @@ void ReverbEngine::setSize (float v) noexcept
     sizeTrim = gainOfDecibels (d * -0.0666999966f);
 }
 
-void ReverbEngine::setSpin (float v) noexcept
+void ReverbEngine::setSpin (float value) noexcept
 {
-    const auto x = v * percent;
-    spinIncrement = inverseSampleRate * x;
-    spinDepth = x * milliseconds;
+    spinSetting.set (value * percent, [this] (float x)
+                     {
+        spinIncrement = inverseSampleRate * x;
+        spinDepth = x * milliseconds; });
 }
 
-void ReverbEngine::setLow (float decibels) noexcept
+void ReverbEngine::setLow (float value) noexcept
 {
-    outLowL.gainDb = decibels;
-    outLow = outLowL.design();
-
-    // Inside the loops only cuts act, at half the gain: a boost would make the tail grow.
-    diffuserL1.low.gainDb = decibels > 0.0f ? 0.0f : decibels * 0.5f;
-    innerLow = diffuserL1.low.design();
+    lowSetting.set (value, [this] (float decibels)
+                    {
+        outLow.design (decibels);
+        innerLow.design (gainInside (decibels)); });
 }
 
-void ReverbEngine::setHigh (float decibels) noexcept
+void ReverbEngine::setHigh (float value) noexcept
 {
-    outHighL.gainDb = decibels;
-    outHigh = outHighL.design();
-
-    diffuserL1.high.gainDb = decibels > 0.0f ? 0.0f : decibels * 0.5f;
-    innerHigh = diffuserL1.high.design();
+    highSetting.set (value, [this] (float decibels)
+                     {
+        outHigh.design (decibels);
+        innerHigh.design (gainInside (decibels)); });
 }
 
 void ReverbEngine::setPosition (float value) noexcept
@@ -421,7 +435,7 @@ void ReverbEngine::setBypass (float value) noexcept
     bypassed = value == 0.0f; // NOLINT: exactly 0 is the rule
 }
 
-void ReverbEngine::setWeights() noexcept
+ReverbEngine::Weights ReverbEngine::weights() const noexcept
 {
     const bool insert = insertMode;
     const auto x = positionValue * percent;
@@ -432,10 +446,16 @@ void ReverbEngine::setWeights() noexcept
     const auto a = (2.0f - (1.0f - z)) * (1.0f - z);
     const auto b = z * (2.0f - z);
 
-    earlyGainL = earlyGainR = a;
-    lateGainL = lateGainR = b;
-    dryGainL = dryGainR = insert ? a : 0.0f;
-    wetGainL = wetGainR = insert ? b : 1.0f;
+    return { a, b, insert ? a : 0.0f, insert ? b : 1.0f };
+}
+
+void ReverbEngine::setWeights() noexcept
+{
+    const auto [early, late, dry, wet] = weights();
+    earlyGainL = earlyGainR = early;
+    lateGainL = lateGainR = late;
+    dryGainL = dryGainR = dry;
+    wetGainL = wetGainR = wet;
 }
 
 } // namespace varnel

@@ -28,8 +28,8 @@ namespace varnel
     Threads:
     - setUp() and prepare() allocate; neither may overlap processBlock() or the other.
     - processBlock() is for one thread at a time. It does not allocate, lock, throw or call the system.
-    - The seven settings may be set on any thread at any time, also while a block runs. None of them
-      checks its value: a value must be finite and within its range.
+    - The seven settings may be set on any thread at any time, also while a block runs, and by several threads at once. None
+      of them checks its value: a value must be finite and within its range.
     - The peaks and spinPhase may be read, and the peaks cleared, on any thread at any time.
 */
 class ReverbEngine
@@ -55,8 +55,10 @@ public:
 
     /** Processes channels 0 and 1 in place and leaves all others alone.
         While the engine is bypassed the samples stay as they are.
-        A sample that is no number, or so large that it cannot be sound (300 dB over full scale), spoils the output until
-        the end of the block in which it is first heard; the engine then forgets its tail and goes on.
+        At the end of a block in which the output held 1e15 or more, 300 dB over full scale, or after which the tank holds
+        that much or what is no number, the engine forgets its tail and goes on. So a sample that is no number spoils what
+        is left of the block in which it gets through the pre-delay. Any finite sample is taken for sound, and what stays
+        below that limit rings out like sound, however long that takes.
         @param channels     numChannels pointers to numSamples samples each
         @param numChannels  0 does nothing, 1 gives the mean of both outputs
         @param numSamples   any number, also none */
@@ -105,6 +107,7 @@ public:
     LowShelf outLowL, outLowR;
     HighShelf outHighL, outHighR;
 
+    // As the last call of setPosition() or setInsertMode() left them. A block works its own out of both settings.
     SharedValue<float> earlyGainL, lateGainL, earlyGainR, lateGainR; ///< weights of the wet sum
     SharedValue<float> dryGainL, wetGainL, dryGainR, wetGainR;       ///< weights of the output sum
     const float midGain = 0.5f, sideGain = 0.5f;                     ///< the width stage
@@ -146,15 +149,25 @@ public:
 
     // Settings that the stages take over at the start of a block.
     SharedValue<float> tankCoefficient;
-    SharedShelfCoefficients innerLow, innerHigh; ///< of the fourteen pairs inside the reverb
-    SharedShelfCoefficients outLow, outHigh;     ///< of the pair at each output
+    SharedShelf<LowShelf> innerLow, outLow; ///< of the fourteen pairs inside the reverb, and of the pair at each output
+    SharedShelf<HighShelf> innerHigh, outHigh;
 
 private:
+    /** How much of each signal is in the wet sum and in the output, on both sides. */
+    struct Weights
+    {
+        float early, late, dry, wet;
+    };
+
+    Setting sizeSetting, spinSetting, lowSetting, highSetting;
+
     std::array<AllpassStage*, 12> allpassStages() noexcept;
     void clear() noexcept;
     bool isSound() const noexcept;
+    Weights weights() const noexcept;
     void setWeights() noexcept;
     void takeSettings() noexcept;
+    void writeSize (float v) noexcept;
 
     /** The sample loop. It stays a function of its own so that scripts/check-loop.sh can look at it.
         @returns the highest magnitude of the output, of the samples that are numbers */

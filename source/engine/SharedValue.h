@@ -42,4 +42,30 @@ private:
     std::atomic<Type> value {};
 };
 
+/** A control that is kept as several SharedValues, which any number of threads may set at once.
+
+    Whoever sets it writes all the values, and looks afterwards whether somebody else has set it meanwhile. Then both may
+    have written some of them, so the newer setting is written once more. In the end all values belong to the last one.
+    Nobody waits: writing is repeated only if another thread has got on.
+*/
+class Setting
+{
+public:
+    /** @param write  called with the setting whose values it is to write */
+    template <typename Write>
+    void set (float setting, Write write) noexcept
+    {
+        last.exchange (setting, std::memory_order_acq_rel);
+
+        do
+            write (setting);
+        while (! last.compare_exchange_strong (setting, setting, std::memory_order_acq_rel)); // or takes the newer one over
+    }
+
+private:
+    static_assert (std::atomic<float>::is_always_lock_free);
+
+    std::atomic<float> last { 0.0f };
+};
+
 } // namespace varnel

@@ -41,7 +41,7 @@ void Shelf::setUp (float newPiOverSampleRate) noexcept
 
 // In both designs the corner moves with the gain, down for a low boost and up for a high boost.
 
-ShelfCoefficients LowShelf::design() const noexcept
+ShelfCoefficients LowShelf::design (float piOverSampleRate, float cornerHz, float gainDb) noexcept
 {
     const auto A = squareRootOfGain (gainDb);
     const auto t = warp (cornerHz / A * piOverSampleRate);
@@ -52,7 +52,7 @@ ShelfCoefficients LowShelf::design() const noexcept
     return { feedback, k + 1.0f, k - feedback };
 }
 
-ShelfCoefficients HighShelf::design() const noexcept
+ShelfCoefficients HighShelf::design (float piOverSampleRate, float cornerHz, float gainDb) noexcept
 {
     const auto A = squareRootOfGain (gainDb);
     const auto t = warp (cornerHz * A * piOverSampleRate);

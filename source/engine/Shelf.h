@@ -15,36 +15,18 @@ struct ShelfCoefficients
     float b1; ///< delayed
 };
 
-/** ShelfCoefficients on their way from the thread that designed them to the audio thread. */
-struct SharedShelfCoefficients
-{
-    SharedValue<float> a1, b0, b1;
-
-    SharedShelfCoefficients& operator= (const ShelfCoefficients& designed) noexcept
-    {
-        a1 = designed.a1;
-        b0 = designed.b0;
-        b1 = designed.b1;
-        return *this;
-    }
-
-    ShelfCoefficients get() const noexcept { return { a1, b0, b1 }; }
-};
-
-/** A first-order filter section: what LowShelf and HighShelf share.
-
-    The corner, the gain and the designs may be used on any thread at any time. The rest belongs to the
-    audio thread: coefficients act at once and leave the state alone.
+/** A first-order filter section: what LowShelf and HighShelf share. It belongs to the audio thread: coefficients act at
+    once and leave the state alone.
 */
 struct Shelf
 {
-    SharedValue<float> piOverSampleRate; ///< pi divided by the sample rate, in seconds
-    SharedValue<float> cornerHz;         ///< nominal corner frequency
-    SharedValue<float> gainDb;           ///< shelf gain in decibels
-    float state = 0.0f;                  ///< the filter's one memory
-    float a1 = 0.0f;                     ///< feedback coefficient
-    float b0 = 0.0f;                     ///< direct coefficient
-    float b1 = 0.0f;                     ///< delayed coefficient
+    float piOverSampleRate = 0.0f; ///< pi divided by the sample rate, in seconds
+    float cornerHz = 0.0f;         ///< nominal corner frequency
+    float gainDb = 0.0f;           ///< shelf gain in decibels
+    float state = 0.0f;            ///< the filter's one memory
+    float a1 = 0.0f;               ///< feedback coefficient
+    float b0 = 0.0f;               ///< direct coefficient
+    float b1 = 0.0f;               ///< delayed coefficient
 
     /** Transposed direct form. The guard goes into the state, never into the result. */
     float process (float x) noexcept
@@ -68,13 +50,47 @@ struct Shelf
 /** First-order low shelf: gainDb at 0 Hz, 0 dB at the Nyquist frequency. */
 struct LowShelf : Shelf
 {
-    ShelfCoefficients design() const noexcept;
+    static ShelfCoefficients design (float piOverSampleRate, float cornerHz, float gainDb) noexcept;
 };
 
 /** First-order high shelf: 0 dB at 0 Hz, gainDb at the Nyquist frequency. */
 struct HighShelf : Shelf
 {
-    ShelfCoefficients design() const noexcept;
+    static ShelfCoefficients design (float piOverSampleRate, float cornerHz, float gainDb) noexcept;
+};
+
+/** What all shelves of one kind and place have in common, on its way from the threads that set and design it to the audio
+    thread that gives it to the shelves.
+*/
+template <typename Kind>
+struct SharedShelf
+{
+    SharedValue<float> piOverSampleRate, cornerHz, gainDb, a1, b0, b1; ///< as in Shelf
+
+    /** As Shelf::setUp(). */
+    void setUp (float newPiOverSampleRate) noexcept
+    {
+        piOverSampleRate = newPiOverSampleRate;
+        gainDb = a1 = b0 = b1 = 0.0f;
+    }
+
+    /** On any thread, by one at a time. */
+    void design (float newGainDb) noexcept
+    {
+        gainDb = newGainDb;
+        const auto designed = Kind::design (piOverSampleRate, cornerHz, newGainDb);
+        a1 = designed.a1;
+        b0 = designed.b0;
+        b1 = designed.b1;
+    }
+
+    /** On the audio thread. */
+    void giveTo (Kind& shelf) const noexcept
+    {
+        shelf.cornerHz = cornerHz;
+        shelf.gainDb = gainDb;
+        shelf.use ({ a1, b0, b1 });
+    }
 };
 
 } // namespace varnel

@@ -133,3 +133,29 @@ TEST (Extremes, ControlsThatAreNoiseGiveBoundedSound)
         }
     }
 }
+
+// A Size that is swept fast makes the tail grow, which nobody hears at Position 0.
+TEST (Extremes, WhatGrowsInTheTankIsForgottenEvenUnheard)
+{
+    auto engine = preparedEngine (48000.0, { { "Position", 0.0f } });
+    Noise noise;
+    auto highest = 0.0f;
+    int forgotten = 0;
+
+    for (int block = 0; block < 60 * 375; ++block) // of 128 samples, a minute
+    {
+        engine->setSize (90.0f + 10.0f * std::sin (static_cast<float> (block % 375) / 375.0f * 6.0f * 6.2831853f));
+        auto channels = noiseChannels (noise, 2, 128);
+        for (auto& channel : channels)
+            for (auto& sample : channel)
+                sample *= 1e12f; // to begin near the limit
+        run (*engine, channels, 128);
+
+        ASSERT_TRUE (std::isfinite (engine->tankFeedbackL));
+        highest = std::max (highest, std::abs (engine->tankFeedbackL));
+        forgotten += engine->tankFeedbackL == 0.0f ? 1 : 0;
+    }
+
+    EXPECT_GT (forgotten, 0) << "it has not grown";
+    EXPECT_LT (highest, 1e15f);
+}

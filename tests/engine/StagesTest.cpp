@@ -29,11 +29,7 @@ DelayLine filledLine (float delaySamples)
 template <typename ShelfType>
 ShelfCoefficients design (float sampleRate, float cornerHz, float gainDb)
 {
-    ShelfType shelf;
-    shelf.setUp (3.14159274f / sampleRate);
-    shelf.cornerHz = cornerHz;
-    shelf.gainDb = gainDb;
-    return shelf.design();
+    return ShelfType::design (3.14159274f / sampleRate, cornerHz, gainDb);
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: AGPL-3.0-only
-// One thread processes, one turns every control, one reads and clears the meters. The thread sanitizer
-// judges; without it the test still finds values that are not whole.
+// Threads that process, turn controls and read the meters at once. The thread sanitizer judges; without it the tests still
+// find values that are not whole, and settings that are mixtures of two.
 
 #include "TestSignals.h"
 
@@ -58,4 +58,52 @@ TEST (Threads, MayTurnEveryControlAndReadTheMetersWhileABlockRuns)
     EXPECT_TRUE (sane);
     EXPECT_GT (highestPeak, 0.1f);
     EXPECT_LT (highestPeak, 100.0f);
+}
+
+TEST (Threads, MayTurnTheSameControlsAtOnceAndLeaveNoMixture)
+{
+    auto engine = preparedEngine (48000.0), other = preparedEngine (48000.0);
+    std::atomic<int> started { 0 }, finished { 0 };
+    constexpr int rounds = 3000;
+
+    std::thread second ([&]
+                        {
+        for (int i = 1; i <= rounds; ++i)
+        {
+            while (started < i)
+                std::this_thread::yield();
+
+            engine->setSize (90.0f);
+            engine->setLow (12.0f);
+            engine->setInsertMode (static_cast<float> (i % 2));
+            finished = i;
+        } });
+
+    Noise noise;
+    for (int i = 1; i <= rounds; ++i)
+    {
+        started = i;
+        engine->setSize (20.0f);
+        engine->setLow (-12.0f);
+        engine->setPosition (static_cast<float> (i % 101));
+        while (finished < i)
+            std::this_thread::yield();
+
+        // Whoever came last has had his way, with all of it.
+        other->setSize (engine->diffuserNote > 30.0f ? 20.0f : 90.0f);
+        other->setLow (engine->outLow.gainDb);
+        other->setPosition (static_cast<float> (i % 101));
+        other->setInsertMode (static_cast<float> (i % 2));
+        EXPECT_EQ (engine->tankTarget[7], other->tankTarget[7]) << "round " << i;
+        EXPECT_EQ (engine->sizeTrim, other->sizeTrim) << "round " << i;
+        EXPECT_EQ (engine->innerLow.b1, other->innerLow.b1) << "round " << i;
+
+        const auto sound = noiseChannels (noise, 2, 1);
+        auto one = sound, another = sound;
+        run (*engine, one, 1);
+        run (*other, another, 1);
+        EXPECT_EQ (one, another) << "round " << i;
+    }
+
+    second.join();
 }
