@@ -8,10 +8,6 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-packages=(
-    calf-plugins dpf-plugins-lv2 dragonfly-reverb-lv2 guitarix-lv2 invada-studio-plugins-lv2 mda-lv2 swh-lv2
-)
-
 quick=()
 case ${1:-} in
     '') ;;
@@ -19,32 +15,10 @@ case ${1:-} in
     *) echo "usage: compare-peers.sh [--quick]" >&2; exit 2 ;;
 esac
 
-as_root() { if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi; }
+# The figures name the versions, so all that follows runs while the other reverbs are here.
+[ -n "${VARNEL_WITH_PEERS:-}" ] || exec scripts/with-peers.sh env VARNEL_WITH_PEERS=1 scripts/compare-peers.sh "$@"
 
 scripts/setup.sh
-
-# What is installed here goes again at the end: other programs that look at all plug-ins of the system, our own tests
-# among them, are to find what they found before. dpkg removes nothing else along with it.
-installed() { dpkg-query --show --showformat='${db:Status-Status} ${Package}\n' | sed -n 's/^installed //p' | sort -u; }
-added=()
-# shellcheck disable=SC2317 # the trap calls it
-remove_added() {
-    [ ${#added[@]} -gt 0 ] || return 0
-    echo "compare-peers: removing what was installed"
-    as_root dpkg --remove "${added[@]}" >/dev/null || echo "compare-peers: not all of these could be removed: ${added[*]}" >&2
-}
-trap remove_added EXIT
-
-# One at a time: what this release does not have is missing from the figures alone.
-for package in "${packages[@]}"; do
-    before=$(installed)
-    ! grep -qx "$package" <<<"$before" || continue
-    echo "compare-peers: installing $package"
-    [ ${#added[@]} -gt 0 ] || as_root apt-get -qq update
-    as_root env DEBIAN_FRONTEND=noninteractive apt-get -qq install -y --no-install-recommends "$package" >/dev/null ||
-        echo "compare-peers: $package cannot be installed" >&2
-    mapfile -t -O ${#added[@]} added < <(comm -13 <(echo "$before") <(installed))
-done
 
 echo "compare-peers: building (a few minutes the first time)"
 mkdir -p build

@@ -9,4 +9,5 @@ scripts/setup.sh
 cmake --build build --target varnel-screenshot >/dev/null
 mkdir -p docs/images
 build/tests/varnel-screenshot docs/images presets/factory 2>/dev/null
-ls docs/images/window-*.png docs/images/menu.png
+scripts/check-documents.py --pictures docs/images/{window,manual}-*.png docs/images/menu.png
+ls docs/images/{window,manual}-*.png docs/images/menu.png

@@ -22,6 +22,7 @@ packages=(
     fonts-league-spartan python3-fonttools # what the caption face is made of, and with
     xvfb libxres-dev libxtst-dev # a screen for the tests of the window
     alsa-utils sox # a recording for the demo, and its spectrograms
+    python3-pil # reads the documents' pictures as strictly as the strictest viewer
     jackd2 jalv lv2-dev sordi # hosts and validators for the tests
     appstream desktop-file-utils mandoc man-db # validators
     dpkg-dev file # for the package

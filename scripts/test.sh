@@ -40,6 +40,9 @@ DESTDIR="$prefix/root" cmake --install build --component presets >/dev/null
 installed="$prefix/root/opt/Application Support/Ostry/Varnel Reverb/Factory Presets"
 diff -r presets/factory "$installed" && echo "all presets installed"
 
+step "Documents"
+scripts/check-documents.py
+
 if [ "${1:-}" = --quick ]; then
     step "All passed"
     exit
