@@ -358,6 +358,28 @@ def faults_of_measures(results):
 INTRODUCTION = """\
 # Factory presets
 
+## Which preset for what
+
+| For | Start with | Then |
+|---|---|---|
+| a lead voice that stays in front | Lead in Front | Close Singer for less, Whispered Halo for more air |
+| speech | Spoken Word | Story by the Fire, if it has to be warm |
+| backing voices, a choir | Backing Blend, Choir Loft | Duet in the Nave for a slow piece |
+| a drum kit | Kit in the Barn | Tight Overheads for less, Slow Thunder for a ballad |
+| one drum | Snare Cupboard, Hand Drums by the Wall | Rim and Stone for a bright one |
+| acoustic guitar, piano at home | Nylon Parlour, Upright at Home | |
+| electric guitar, electric piano | Clean Strum, Tine Garden | Wide Twang |
+| grand piano, organ | Grand on Stage, Organ Gallery | |
+| strings, an orchestra | Evening Recital | Timber Concert Hall, Great Hall, by size |
+| a whole mix that is too dry | Air Around It | Two Steps Back |
+| a plate | Copper Skin | Bright Sheet for more top, Long Sheet for longer |
+| an effect bus | Send Room, Send Plate, Send Hall | |
+| film, ambient, effects | Cathedral Nave, Slow Bloom | all of Sound Design |
+
+Anything too far away: Position down. Too long: Size down. Boomy: Lo down. Hissing tail: Hi down.
+
+## How to read the tables
+
 {count} presets. All numbers are measured: `scripts/measure-presets.py` renders each preset with `varnel-render`
 at 48 kHz and writes this file. To do it again, or to check the rules below:
 
@@ -372,13 +394,16 @@ at 48 kHz and writes this file. To do it again, or to check the rules below:
 | Size, Spin, Lo, Hi, Position | the settings; Lo and Hi in dB |
 | Insert | on: the dry sound is in the output; off: for a send |
 | T30 | seconds for a decay of 60 dB: a straight line through -5 to -35 dB of the backward-integrated energy (Schroeder 1965) of the wet part |
-| 125 Hz, 4 kHz | the same in the octaves around these frequencies |
-| C80 | dB, energy of the first 80 ms after the impulse against the rest, dry sound included |
+| 125 Hz, 4 kHz | T30 of the low end and of the high end alone: the wet part, filtered to the octave around that frequency. Above T30 this end rings longer than the whole, below it dies first |
+| C80 | dB, energy of the first 80 ms after the impulse against the rest. The dry sound is in it where Insert is on, so it tells how clearly the source stands in front of the room, and rises when Position goes down; it is no measure of the room alone |
 | Low, High | dB, energy density of the wet part in the octave around 125 Hz, and 8 kHz, against 1 kHz; 0 is flat |
 | Level | dB, output against input on pink noise: mean power of both sides in seconds 4 to 8, dry sound included |
 | Peak | dBFS, the highest of three programmes at full scale |
 
-Both sides get the same impulse, and their energies are added. The wet part is the impulse response without its
+How dense a tail is, how it rings and flutters is in [sound.md](sound.md#the-bank).
+
+Both sides get the same impulse, and their energies are added. An octave is a band that falls to half its power half an
+octave away and to nothing a whole octave away. The wet part is the impulse response without its
 sample 0, for that is where the dry sound is, and nothing else. A response is rendered for 4 s, or 12 s, or 48 s,
 until its last tenth holds less than -50 dB of its energy, in the whole and in both octaves. Where 48 s are too
 short, the table has > 50. A dash stands for a decay with fewer than 10 ms between -5 and -35 dB.

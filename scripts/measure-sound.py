@@ -52,6 +52,8 @@ PEERS = (
     Peer("SWH Plate", SWH + "plate", {"wet": 1}, "time"),
 )
 
+PACKAGES = ("calf-plugins", "dpf-plugins-lv2", "dragonfly-reverb-lv2", "guitarix-lv2", "swh-lv2")
+
 # A kind of room, and those of our presets that stand for it. The first one's decay is what the others are set to.
 KINDS = (
     ("A room", ("Rooms/Carpeted Parlour", "Drums/Kit in the Barn", "Rooms/Long Corridor")),
@@ -315,7 +317,7 @@ COMPARED = (
     ("straight decay: bend, ‰", lambda m: m.bend, 1),
     ("dense after, ms", lambda m: m.dense, 0),
     ("little colour: flatness, dB", lambda m: -m.flat, 1),
-    ("modes", lambda m: float(len(m.modes)), 0),
+    ("no ringing: modes", lambda m: float(len(m.modes)), 0),
     ("hum, dB", lambda m: m.hum, 0),
     ("wide tail: correlation", lambda m: abs(m.late), 2),
     ("wide bass: correlation", lambda m: abs(m.low), 2),
@@ -332,7 +334,8 @@ def heads(kinds):
             best = min((m for m in others if not math.isnan(of(m))), key=of)
             own = of(ours[0])
             sign = -1 if "flatness" in name else 1
-            row += [("**" if own <= of(best) else "") + number(sign * own, places) + ("**" if own <= of(best) else ""), f"{number(sign * of(best), places)} {best.name}"]
+            shown, beside = number(sign * own, places), number(sign * of(best), places)
+            row += [f"**{shown}**" if own <= of(best) or shown == beside else shown, f"{beside} {best.name}"]
         rows.append(row)
     head = ["Measure"]
     for title, ours, _, _ in kinds:
@@ -354,12 +357,12 @@ def draw(kinds, folder):
         figure.savefig(folder / name, dpi=100, metadata={"Software": None})
         plot.close(figure)
 
-    def lines(axis, ours, noise_like, others, curve, label):
+    def lines(axis, ours, noise_like, others, curve, label, legend="lower right"):
         for i, m in enumerate(others):
             axis.plot(*curve(m), lw=0.9, color=plot.cm.tab10(i % 10), label=label(m))
         axis.plot(*curve(noise_like), lw=1, color="grey", ls=":", label=label(noise_like))
         axis.plot(*curve(ours[0]), lw=2.2, color="black", label=label(ours[0]))
-        axis.legend(fontsize=6.5, ncol=2, frameon=False, loc="lower right")
+        axis.legend(fontsize=6.5, ncol=2, frameon=False, loc=legend)
 
     def density(axis, ours, noise_like, others):
         lines(axis, ours, noise_like, others, lambda m: (np.arange(500), m.density[:500]), lambda m: f"{m.name.split('/')[-1]}: {number(m.dense, 0)} ms")
@@ -371,7 +374,7 @@ def draw(kinds, folder):
         axis.set(xlabel="ms after the first sound", ylabel="correlation of the sides", xlim=(0, 600), ylim=(-1, 1.05))
 
     def decays(axis, ours, noise_like, others):
-        lines(axis, ours, noise_like, others, lambda m: (OCTAVES, m.decays), lambda m: f"{m.name.split('/')[-1]}: {number(m.decays[0], 1)} to {number(m.decays[-1], 1)} s")
+        lines(axis, ours, noise_like, others, lambda m: (OCTAVES, m.decays), lambda m: f"{m.name.split('/')[-1]}: {number(m.decays[0], 1)} to {number(m.decays[-1], 1)} s", "lower left")
         axis.set(xlabel="octave, Hz", ylabel="T30, s", xscale="log", xticks=OCTAVES, xticklabels=OCTAVES, ylim=(0, None))
         axis.minorticks_off()
 
@@ -402,6 +405,11 @@ def bank_table(results):
     head = ["Preset", "T30, s", "dense after, ms", "flutter", "modes", "strongest", "hum, dB", "flatness, dB"]
     return table(head, [[m.name, number(m.t30, 2 if m.t30 < 1 else 1), number(m.dense, 0), number(m.flutter, 2), str(len(m.modes)), mode_text(m.modes), number(m.hum, 0),
                          number(m.flat, 1)] for m in results])
+
+
+def versions():
+    query = subprocess.run(["dpkg-query", "--show", "--showformat=${Package} ${Version}\\n", *PACKAGES], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+    return "The others are from the packages " + ", ".join(query.stdout.split("\n")[:-1]) + ".\n"
 
 
 def replace(text, name, new):
@@ -436,7 +444,9 @@ def main():
                 except (LookupError, RuntimeError) as error:
                     missing.append(str(error))
                     continue
-                if not 0.5 * t30 < found.t30 < 1.6 * t30:
+                if any(math.isnan(time) for time in found.decays):
+                    missing.append(f"{title}, {peer.name}: set as near to {t30:.2f} s as it can be, it has no decay that can be measured in some octaves")
+                elif not 0.5 * t30 < found.t30 < 1.6 * t30:
                     missing.append(f"{title}, {peer.name}: its decay cannot be set to {t30:.2f} s; the nearest was {found.t30:.2f} s")
                 else:
                     others.append(found)
@@ -448,6 +458,7 @@ def main():
             parts[title] = table(HEAD, rows) + "\nT30 in the octaves, in seconds:\n\n" + table(["Reverb"] + [f"{f} Hz" for f in OCTAVES], octave_rows)
         if kinds:
             parts["The heads"] = heads(kinds)
+            parts["Versions"] = versions()
             parts["Left out"] = "".join(f"- {line}\n" for line in sorted(set(missing))) or "Nothing.\n"
 
         results = []
