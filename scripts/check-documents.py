@@ -4,7 +4,7 @@
 
 Commands are the lines of indented blocks that begin with a program, of blocks fenced as sh, and whatever stands in
 backticks and begins with a program and a blank. They run in a folder of their own, with the files that they name and
-with a home of their own. What is not run is named in NOT_RUN with the reason, and its script has to exist.
+with a home of their own. What is not run is named in NOT_RUN with the reason. A script that is named has to exist.
 
 Prints a line for each fault and exits with 1 if there is any. --pictures FILE... only reads pictures, --list only says
 what would be run. Needs a built varnel-render, and Debian's python3-pil.
@@ -31,13 +31,10 @@ NOT_RUN = {
     r"scripts/(demo|test|package|setup)\.sh": "installs packages and builds; scripts/test.sh and CI are these",
     r"(VARNEL_JUCE_DIR=\S+ )?scripts/test\.sh": "needs another JUCE",
     r"scripts/(benchmark|compare-peers|compare-sound|long-run|fuzz)\.sh": "takes minutes to days",
-    r"scripts/measure-(presets|sound)\.py": "takes minutes",
+    r"scripts/(measure-(presets|sound)|check-documents)\.py": "takes minutes, or is this",
     r"scripts/(screenshot|check-package|check-everywhere)\.sh": "takes minutes and, some of them, root",
-    r"cmake --(preset|build|install) ": "scripts/test.sh does all of it",
+    r"(sudo )?cmake --(preset|build|install) ": "scripts/test.sh does all of it",
     r"ctest ": "scripts/test.sh does it",
-    r"git (clone|rebase|commit|push|checkout|switch)\b": "changes the tree",
-    r"(ninja|valgrind|jalv) ": "needs a build or a sound server",
-    r"varnel-reverb": "opens a window; tests/standalone works it",
 }
 
 
@@ -51,7 +48,7 @@ def is_command(line):
 
 
 def commands(text):
-    """Pairs of line number and command."""
+    """Line number, command, and whether it is one, or only the name of a script."""
     lines = text.split("\n")
     fence, previous = None, ""
 
@@ -60,15 +57,15 @@ def commands(text):
             fence = None if fence is not None else line[3:].strip()
         elif fence is not None:
             if fence in ("sh", "bash", "console") and line.strip() and not line.lstrip().startswith("#"):
-                yield number, line.strip()
+                yield number, line.strip(), True
         elif line.startswith("    ") and is_command(line.strip()):
-            yield number, line.strip()
+            yield number, line.strip(), True
         else:
             # A command in backticks may go on in the next line.
             joined = previous + line
             for match in re.finditer(r"`([^`]+)`", joined):
-                if match.end() > len(previous) and " " in match[1] and is_command(match[1]):
-                    yield number, match[1]
+                if match.end() > len(previous) and is_command(match[1]) and (" " in match[1] or match[1].endswith((".sh", ".py"))):
+                    yield number, match[1], " " in match[1]
         odd = fence is None and (previous + line).count("`") % 2 == 1
         previous = (previous + line)[(previous + line).rindex("`"):] + " " if odd and line.strip() else ""
 
@@ -163,7 +160,7 @@ def main():
                 text, name = path.read_text(encoding="utf-8"), path.relative_to(ROOT)
                 faults += [f"{name}: {fault}" for fault in faults_of_links(path, text)]
 
-                for number, line in commands(text):
+                for number, line, is_whole in commands(text):
                     command = without_comment(line)
                     if command in seen:
                         continue
@@ -172,10 +169,10 @@ def main():
                     for script in re.findall(r"\b((?:scripts|tests|benchmarks)/[\w./-]+)", command):
                         if not (ROOT / script).exists():
                             faults.append(f"{name}:{number}: {command}: {script} is not there")
-                    if options.list:
+                    if options.list and is_whole:
                         print(f"{name}:{number}: {command}" + (f"   (not run: {NOT_RUN[reason]})" if reason else ""))
                     used.add(reason)
-                    if options.list:
+                    if options.list or not is_whole:
                         continue
                     if reason is not None:
                         left += 1
