@@ -23,10 +23,10 @@ from PIL import Image
 
 PANEL = (160, 40, 40)
 TRACK = (27, 14, 21)  # the editor paints the meters' track in it as well
-INK = (14, 5, 6)  # lettering and ticks
+INK = (14, 5, 6)  # the name, ticks
+PRINT = (244, 238, 236)  # small lettering and arrows, which ink would leave too dark to read
 BAND = (48, 48, 48)
 MARK = (255, 255, 255)
-ARROW = (244, 238, 236)
 FACE_UP, FACE_UP_LINE = (17, 18, 18), (92, 92, 94)
 FACE_DOWN, FACE_DOWN_LINE = (21, 22, 22), (58, 58, 60)
 METAL_TINT = (0.985, 0.99, 1.015)
@@ -35,7 +35,7 @@ METAL_TINT = (0.985, 0.99, 1.015)
 
 LIGHT = (-0.56, -0.83)  # where it comes from: above, somewhat from the left
 PANEL_GLOW_AT, PANEL_GLOW_REACH = (520, 170), (760, 520)
-PANEL_BRIGHTEST, PANEL_DARKEST = 1.10, 0.78
+PANEL_BRIGHTEST, PANEL_DARKEST, PANEL_EDGE = 1.04, 0.96, 0.95
 DIAL_SHADE, DIAL_SHADE_SOFTNESS = 0.34, 9.0  # the wide part of their shadows; the dial brings the narrow one
 GRAIN = 2.6  # of 255, height of the enamel's texture
 
@@ -62,14 +62,19 @@ FIELD_TOP, FIELD_HALF_WIDTH, FIELD_CORNER = 14, 200, 5  # its sides point to the
 
 BUTTONS = ((851, 7, 54, 60), (917, 7, 54, 60))  # previous, next
 BUTTON_SEAT = 2.2  # round the faces
-ARROW_TOP, ARROW_HEIGHT, ARROW_WIDTH = 4.5, 14, 14
+ARROW_TOP, ARROW_HEIGHT, ARROW_WIDTH = 7, 12.5, 22
 
-LAMPS = ((940, 331), (1100, 370), (1165, 529))
-LAMP_RADIUS = 9
+SPIN_LAMP, SWITCHES = (940, 331), ((1100, 370), (1165, 529))
+LAMP_RADIUS, LAMP_SEAT = 9, 2.5
+BEZEL = (3, 2.6)  # of the lamps that switch: from the lamp's edge, width
+TIE_TOP, TIE_HALF_WIDTH, TIE_LINE = 314, 34, 2.2  # from the caption of Spin to its lamp
 
 NAME, NAME_CAPS_TOP, NAME_CAPS, NAME_SPACING = "VARNEL REVERB", 499.5, 16, 0.42
-EFFECT_RIGHT, EFFECT_CAPS = 1143, 13
-IN_AT, OUT_AT, IN_OUT_CAPS = (399, 356), (801, 356), 13
+EFFECT_RIGHT = 1138
+IN_AT, OUT_AT = (396, 352), (804, 352)
+CAPS = 18
+END_CAPS, END_ANGLE, SMALL_END_RADIUS, BIG_END_RADIUS = 12.5, 2.40, 86, 163  # numbers at the ends of the ticks
+ENDS = ("\u221212", "+12"), ("\u221212", "+12"), ("0", "100"), ("0", "100")  # of the small dials
 LETTER_FONT = "/usr/share/fonts/opentype/league-spartan/LeagueSpartan-Bold.otf"
 
 # An impulse and its tail, as the mark and on either side of the name: step, width, number, height, decay
@@ -217,6 +222,24 @@ def rounded(context, x, y, width, height, radius):
     context.fill()
 
 
+def bezel(context, centre):
+    gap, width = BEZEL
+    context.set_line_width(width)
+    context.arc(*centre, LAMP_RADIUS + gap + width / 2, 0, 2 * math.pi)
+    context.stroke()
+
+
+def tie(context):
+    x, y = SPIN_LAMP
+    context.set_line_width(TIE_LINE)
+    for side in (-1, 1):
+        context.move_to(x + side * TIE_HALF_WIDTH, TIE_TOP - 4)
+        context.line_to(x + side * TIE_HALF_WIDTH, TIE_TOP)
+        context.line_to(x, TIE_TOP)
+    context.line_to(x, y - LAMP_RADIUS - LAMP_SEAT)
+    context.stroke()
+
+
 def ticks(context, centre, number, stride, inner, short, long, thin, thick):
     for i in range(number):
         angle = KNOB_SWEEP * (2 * i / (number - 1) - 1)
@@ -292,14 +315,14 @@ def background():
     distance = np.hypot((x - PANEL_GLOW_AT[0]) / PANEL_GLOW_REACH[0], (y - PANEL_GLOW_AT[1]) / PANEL_GLOW_REACH[1])
     light = PANEL_BRIGHTEST + (PANEL_DARKEST - PANEL_BRIGHTEST) * smooth(0, 1.15, distance)
     edge = np.minimum(np.minimum(x, WIDTH - x), np.minimum(y, BAND_TOP - y))
-    light *= 0.86 + 0.14 * smooth(0, 46, edge)
+    light *= PANEL_EDGE + (1 - PANEL_EDGE) * smooth(0, 46, edge)
     canvas = light[..., None] * np.asarray(PANEL, np.float32)
 
     # Recesses: the track with the selector's field, and the seats of the lamps.
     def lamps(context):
-        for centre in LAMPS:
+        for centre in (SPIN_LAMP, *SWITCHES):
             context.new_sub_path()
-            context.arc(*centre, LAMP_RADIUS + 2.5, 0, 2 * math.pi)
+            context.arc(*centre, LAMP_RADIUS + LAMP_SEAT, 0, 2 * math.pi)
         context.fill()
 
     def button_seats(context):
@@ -328,22 +351,36 @@ def background():
     shadow = slot * np.clip(blur(1 - slot, 4), 0, 1) * smooth(70, 40, y)
     paint(canvas, shadow, (8, 4, 6), 0.9)
 
+    # What can be switched has a bezel, what only shines is tied to its caption.
+    for centre in SWITCHES:
+        angle = np.arctan2(y - centre[1], x - centre[0]) - math.atan2(LIGHT[1], LIGHT[0])
+        metal = (176 + 62 * np.cos(angle))[..., None] * np.asarray(METAL_TINT, np.float32)
+        ring = mask(bezel, centre)[..., None]
+        canvas += ring * (metal - canvas)
+
+    paint(canvas, mask(tie), INK)
+
     # Print.
     for centre in SMALL_DIALS:
         paint(canvas, mask(ticks, centre, *SMALL_TICKS), INK)
     paint(canvas, mask(ticks, BIG_DIAL, *BIG_TICKS), INK)
 
     for button, direction in zip(BUTTONS, (-1, 1)):
-        paint(canvas, mask(arrow, button, direction), ARROW)
+        paint(canvas, mask(arrow, button, direction), PRINT)
 
     letters = Lettering(LETTER_FONT)
     paint(canvas, mask(letters.draw, NAME, WIDTH / 2, NAME_CAPS_TOP, NAME_CAPS, NAME_SPACING), INK)
     for direction in (-1, 1):
         reach = round(letters.advance(NAME, NAME_CAPS, NAME_SPACING) / 2 + NAME_TAIL_GAP)  # whole pixels: even strokes
         paint(canvas, mask(tail, WIDTH / 2, NAME_CAPS_TOP + NAME_CAPS / 2, direction, reach, *NAME_TAIL), INK)
-    paint(canvas, mask(letters.draw, "EFFECT", EFFECT_RIGHT, LAMPS[2][1] - EFFECT_CAPS / 2, EFFECT_CAPS, 0.22, 1.0), INK)
-    paint(canvas, mask(letters.draw, "IN", *IN_AT, IN_OUT_CAPS), INK)
-    paint(canvas, mask(letters.draw, "OUT", *OUT_AT, IN_OUT_CAPS), INK)
+    paint(canvas, mask(letters.draw, "EFFECT", EFFECT_RIGHT, SWITCHES[1][1] - CAPS / 2, CAPS, 0.22, 1.0), PRINT)
+    paint(canvas, mask(letters.draw, "IN", *IN_AT, CAPS), PRINT)
+    paint(canvas, mask(letters.draw, "OUT", *OUT_AT, CAPS), PRINT)
+
+    for centre, radius, texts in (*zip(SMALL_DIALS, [SMALL_END_RADIUS] * 4, ENDS), (BIG_DIAL, BIG_END_RADIUS, ("0", "100"))):
+        for side, text in zip((-1, 1), texts):
+            at = on_circle(centre, radius, side * (END_ANGLE if radius == SMALL_END_RADIUS else KNOB_SWEEP))
+            paint(canvas, mask(letters.draw, text, at[0], at[1] - END_CAPS / 2, END_CAPS, 0.06), PRINT)
 
     # The band, with the panel's edge above it.
     canvas[BAND_TOP:] = BAND

@@ -6,18 +6,13 @@
 namespace varnel
 {
 
-/** A control that is outlined when the keyboard has moved the focus to it, and not when a click has. */
-template <typename Control>
-class OutlinedByKeyboard : public Control
+/** Makes a control a stop of the Tab key, framed while it has the keyboard. A click leaves the keyboard where it is, so
+    that hosts keep their keys while the mouse alone is used. */
+inline void focusByKeyboardOnly (juce::Component& control)
 {
-public:
-    using Control::Control;
-
-    void focusGained (juce::Component::FocusChangeType cause) override
-    {
-        this->setHasFocusOutline (cause != juce::Component::focusChangedByMouseClick);
-        Control::focusGained (cause);
-    }
-};
+    control.setWantsKeyboardFocus (true);
+    control.setMouseClickGrabsKeyboardFocus (false);
+    control.setHasFocusOutline (true);
+}
 
 } // namespace varnel

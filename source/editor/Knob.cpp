@@ -2,11 +2,63 @@
 #include "Knob.h"
 
 #include "CaptionFace.h"
+#include "KeyboardFocus.h"
 
 #include <cmath>
 
 namespace varnel
 {
+
+namespace
+{
+
+constexpr auto coarseSteps = 10;
+
+/** What a screen reader is told of a dial: JUCE's own handler leaves out the unit. */
+class DialHandler : public juce::AccessibilityHandler
+{
+public:
+    explicit DialHandler (TolvarKnob& knob)
+        : AccessibilityHandler (knob.slider, juce::AccessibilityRole::slider, {}, { std::make_unique<Value> (knob) }),
+          dial (knob.slider)
+    {
+    }
+
+    juce::String getHelp() const override { return dial.getTooltip(); }
+
+private:
+    struct Value : juce::AccessibilityValueInterface
+    {
+        explicit Value (TolvarKnob& knobToShow)
+            : knob (knobToShow) {}
+
+        bool isReadOnly() const override { return false; }
+        double getCurrentValue() const override { return knob.slider.getValue(); }
+        juce::String getCurrentValueAsString() const override { return knob.valueWithUnit().trimEnd(); }
+        AccessibleValueRange getRange() const override { return { { knob.slider.getMinimum(), knob.slider.getMaximum() }, knob.slider.getInterval() }; }
+
+        void setValue (double value) override { knob.slider.moveTo (value); }
+
+        void setValueAsString (const juce::String& text) override
+        {
+            if (const auto value = knob.slider.getValueFromText (text); ! std::isnan (value))
+                setValue (value);
+        }
+
+        TolvarKnob& knob;
+    };
+
+    juce::Slider& dial;
+};
+
+} // namespace
+
+//==============================================================================
+TolvarKnob::Dial::Dial (TolvarKnob& owner)
+    : knob (owner)
+{
+    focusByKeyboardOnly (*this);
+}
 
 void TolvarKnob::Dial::mouseWheelMove (const juce::MouseEvent& event, const juce::MouseWheelDetails& wheel)
 {
@@ -27,23 +79,79 @@ void TolvarKnob::Dial::mouseWheelMove (const juce::MouseEvent& event, const juce
     }
 
     if (steps != 0)
-    {
-        const ScopedDragNotification drag (*this);
-        setValue (getValue() + steps * getInterval(), juce::sendNotificationSync);
-    }
+        moveTo (getValue() + steps * getInterval() * (event.mods.isShiftDown() ? coarseSteps : 1));
+}
+
+bool TolvarKnob::Dial::keyPressed (const juce::KeyPress& key)
+{
+    using Key = juce::KeyPress;
+
+    // What has a modifier is the host's.
+    if (key.getModifiers().isAnyModifierKeyDown())
+        return false;
+
+    if (key == Key::homeKey)
+        moveTo (getMinimum());
+    else if (key == Key::endKey)
+        moveTo (getMaximum());
+    else if (key == Key::upKey || key == Key::rightKey)
+        moveTo (getValue() + getInterval());
+    else if (key == Key::downKey || key == Key::leftKey)
+        moveTo (getValue() - getInterval());
+    else if (key == Key::pageUpKey)
+        moveTo (getValue() + coarseSteps * getInterval());
+    else if (key == Key::pageDownKey)
+        moveTo (getValue() - coarseSteps * getInterval());
+    else
+        return false;
+
+    if (knob.onKey != nullptr)
+        knob.onKey (true);
+
+    return true;
+}
+
+void TolvarKnob::Dial::focusLost (FocusChangeType)
+{
+    if (knob.onKey != nullptr)
+        knob.onKey (false);
+}
+
+void TolvarKnob::Dial::moveTo (double value)
+{
+    const ScopedDragNotification drag (*this);
+    setValue (value, juce::sendNotificationSync);
+}
+
+std::unique_ptr<juce::AccessibilityHandler> TolvarKnob::Dial::createAccessibilityHandler()
+{
+    return std::make_unique<DialHandler> (knob);
+}
+
+//==============================================================================
+TolvarKnob::Caption::Caption (TolvarKnob& owner)
+    : knob (owner)
+{
+    setJustificationType (juce::Justification::centred);
+    setEditable (true, false, false);
+    setWantsKeyboardFocus (false); // the dial is the knob's one stop
+    setMouseClickGrabsKeyboardFocus (false);
+    setAccessible (false); // and says it all
+}
+
+juce::TextEditor* TolvarKnob::Caption::createEditorComponent()
+{
+    setText (knob.valueText, juce::dontSendNotification);
+    return Label::createEditorComponent();
 }
 
 //==============================================================================
 TolvarKnob::TolvarKnob()
 {
     slider.setTextBoxStyle (juce::Slider::NoTextBox, false, 0, 0);
-    slider.setWantsKeyboardFocus (true);
     addAndMakeVisible (slider);
     slider.addMouseListener (this, false);
     label.addMouseListener (this, false);
-
-    label.setJustificationType (juce::Justification::centred);
-    label.setEditable (true, false, false);
     addAndMakeVisible (label);
 
     slider.onValueChange = [this]
@@ -51,11 +159,16 @@ TolvarKnob::TolvarKnob()
 
     label.onTextChange = [this]
     {
-        if (const auto value = slider.getValueFromText (label.getText()); std::isfinite (value))
-            slider.setValue (value, juce::sendNotification);
+        if (const auto value = slider.getValueFromText (label.getText()); ! std::isnan (value)) // which passes every range
+            slider.moveTo (value);
 
         takeValue();
     };
+
+    // Where the keyboard goes when the entry closes: back to the dial if it came from there. After a click it would go
+    // there, too, where nobody has asked for it.
+    label.onEditorShow = [this]
+    { slider.setWantsKeyboardFocus (openedByKey); };
 
     // An entry that is left unchanged or given up tells nobody else; what was typed is taken before the caption returns.
     label.onEditorHide = [this]
@@ -63,7 +176,10 @@ TolvarKnob::TolvarKnob()
         juce::MessageManager::callAsync ([knob = SafePointer<TolvarKnob> (this)]
                                          {
             if (knob != nullptr)
-                knob->updateLabel(); });
+            {
+                knob->slider.setWantsKeyboardFocus (true);
+                knob->updateLabel();
+            } });
     };
 
     label.setColour (juce::Label::outlineColourId, juce::Colours::transparentBlack);
@@ -78,6 +194,7 @@ TolvarKnob::~TolvarKnob()
 
 void TolvarKnob::attachToParameter (juce::AudioProcessorValueTreeState& state, const juce::String& parameterID)
 {
+    JUCE_ASSERT_MESSAGE_THREAD
     attachment.reset();
     attachment = std::make_unique<juce::AudioProcessorValueTreeState::SliderAttachment> (state, parameterID, slider);
 
@@ -88,7 +205,6 @@ void TolvarKnob::attachToParameter (juce::AudioProcessorValueTreeState& state, c
 
     setComponentID (parameterID);
     slider.setTitle (name); // for screen readers
-    label.setTitle (name + " value");
 }
 
 void TolvarKnob::takeValue()
@@ -104,12 +220,17 @@ void TolvarKnob::updateLabel()
 
     if (isMouseOverOrDragging (true))
     {
-        setLabel (valueText + " " + unit, juce::FontOptions (fontHeight * 0.7f, juce::Font::bold));
+        setLabel (valueWithUnit(), juce::FontOptions (fontHeight * 0.7f, juce::Font::bold));
         return;
     }
 
     setLabel (name.toUpperCase(), captionFont (fontHeight, fontKerning));
     label.setColour (juce::Label::backgroundColourId, juce::Colours::transparentBlack);
+}
+
+juce::String TolvarKnob::valueWithUnit() const
+{
+    return valueText + " " + unit;
 }
 
 void TolvarKnob::setLabel (const juce::String& text, const juce::Font& font)
@@ -135,12 +256,30 @@ void TolvarKnob::mouseExit (const juce::MouseEvent&)
 
 void TolvarKnob::mouseDown (const juce::MouseEvent& event)
 {
-    if (isPopupClick (event.mods))
-        showMidiLearnMenu (*this, midiControllers, midiIndex);
+    LearningControl::mouseDown (event);
 
     // The text entry that a click opens begins with the number alone.
     if (event.mods.isLeftButtonDown())
         label.setText (valueText, juce::dontSendNotification);
+}
+
+bool TolvarKnob::keyPressed (const juce::KeyPress& key)
+{
+    if (key != juce::KeyPress (juce::KeyPress::returnKey) || ! slider.hasKeyboardFocus (false))
+        return LearningControl::keyPressed (key);
+
+    const juce::ScopedValueSetter<bool> whileOpening (openedByKey, true);
+    label.showEditor();
+    return true;
+}
+
+/** The menu has taken the mouse, so that nothing else has said where it went. */
+void TolvarKnob::menuClosed()
+{
+    juce::MessageManager::callAsync ([knob = SafePointer<TolvarKnob> (this)]
+                                     {
+        if (knob != nullptr)
+            knob->updateLabel(); });
 }
 
 //==============================================================================

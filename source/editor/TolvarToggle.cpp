@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 #include "TolvarToggle.h"
 
+#include "KeyboardFocus.h"
+
 namespace varnel
 {
 
@@ -17,9 +19,31 @@ void TolvarToggle::Lamp::mouseUp (const juce::MouseEvent& event)
 }
 
 //==============================================================================
+TolvarToggle::Pad::Pad (juce::Button& buttonToSwitch)
+    : button (buttonToSwitch)
+{
+    setMouseClickGrabsKeyboardFocus (false);
+    setAccessible (false);
+}
+
+void TolvarToggle::Pad::mouseDown (const juce::MouseEvent& event)
+{
+    if (isPopupClick (event.mods))
+        if (auto* const panel = getParentComponent())
+            panel->mouseDown (event.getEventRelativeTo (panel));
+}
+
+void TolvarToggle::Pad::mouseUp (const juce::MouseEvent& event)
+{
+    if (event.mods.isLeftButtonDown() && contains (event.getPosition()))
+        button.setToggleState (! button.getToggleState(), juce::sendNotificationSync);
+}
+
+//==============================================================================
 TolvarToggle::TolvarToggle()
 {
     button.addMouseListener (this, false);
+    focusByKeyboardOnly (button);
     addAndMakeVisible (button);
 }
 
@@ -30,6 +54,7 @@ TolvarToggle::~TolvarToggle()
 
 void TolvarToggle::attachToParameter (juce::AudioProcessorValueTreeState& state, const juce::String& parameterID)
 {
+    JUCE_ASSERT_MESSAGE_THREAD
     attachment.reset();
 
     const auto* const parameter = state.getParameter (parameterID);
@@ -41,12 +66,6 @@ void TolvarToggle::attachToParameter (juce::AudioProcessorValueTreeState& state,
     setName (parameter->getName (64));
     setComponentID (parameterID);
     button.setTitle (getName()); // for screen readers, to whom the text is only a colour
-}
-
-void TolvarToggle::mouseDown (const juce::MouseEvent& event)
-{
-    if (isPopupClick (event.mods))
-        showMidiLearnMenu (*this, midiControllers, midiIndex);
 }
 
 void TolvarToggle::resized()

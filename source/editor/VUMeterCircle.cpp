@@ -43,9 +43,13 @@ VUMeterCircle::VUMeterCircle()
 
 void VUMeterCircle::setLevel (float value)
 {
-    // Far beyond the scale, but a number: an infinite level would never fall.
-    constexpr auto highest = 1e6f;
-    auto delta = (value < highest ? value : highest) + 1e-18f - level;
+    JUCE_ASSERT_MESSAGE_THREAD
+
+    // What is no number shows as far beyond the scale: from infinity, no level would ever fall.
+    if (! std::isfinite (value))
+        value = 1e6f;
+
+    auto delta = value + 1e-18f - level;
 
     if (! (delta > 0.0f))
         delta *= fall;

@@ -2,6 +2,7 @@
 #include "VarnelReverbAudioProcessorEditor.h"
 
 #include "CaptionFace.h"
+#include "KeyboardFocus.h"
 #include "processor/Settings.h"
 
 #include <BinaryData.h>
@@ -19,6 +20,22 @@ constexpr double designWidth = 1200.0, designHeight = 620.0;
 constexpr int millisecondsPerFrame = 40;
 constexpr int millisecondsBeforeTip = 700, never = 0x7fffffff;
 
+/** Where the Tab key stops, in the order of the signal and of the eye; the parameters' controls come between. */
+enum TabStop
+{
+    presetStop = 1,
+    sizeStop,
+    loStop,
+    hiStop,
+    spinStop,
+    positionStop,
+    insertModeStop,
+    effectStop,
+    prevStop,
+    nextStop,
+    versionStop
+};
+
 constexpr int showTooltipsItem = 1;
 constexpr int sizeItems[] { 80, 100, 120, 140, 160, 180, 200 }; // per cent; 100 is half a pixel per unit
 
@@ -29,6 +46,23 @@ juce::Image imageOf (const char* data, int size)
 
 } // namespace
 
+using Editor = VarnelReverbAudioProcessorEditor;
+
+const std::array<Editor::KnobRow, 5> Editor::knobRows { {
+    { &Editor::loKnob, "ReverbLo", loStop, 34, 0, { 30, 144, 140, 172 }, "Determines how much low frequencies there will be in the reverb signal and how fast they die out (the material of the room)" },
+    { &Editor::hiKnob, "ReverbHi", hiStop, 34, 0, { 190, 144, 140, 172 }, "Determines how much high frequencies there will be in the reverb signal and how fast they die out (the material of the room)" },
+    { &Editor::sizeKnob, "ReverbSize", sizeStop, 46, -60, { 460, 100, 280, 314 }, "Sets the size of the reverb (the reverberation time of the room)" },
+    { &Editor::spinKnob, "ReverbMod", spinStop, 34, 0, { 870, 144, 140, 172 }, "Determines the amount of detuning of the reverb. Increasing depth results in a fuller, richer sound" },
+    { &Editor::positionKnob, "Position", positionStop, 34, 40, { 1010, 124, 180, 192 }, "Enables you to set the position of the listener" },
+} };
+
+// EFFECT, the caption of the second, stands in the artwork.
+const std::array<Editor::ToggleRow, 2> Editor::toggleRows { {
+    { &Editor::insertToggle, "ReverbInsertMode", insertModeStop, "white", { 1091, 361, 18, 18 }, { 1019, 388, 160, 56 } },
+    { &Editor::bypassToggle, "Bypass", effectStop, "red", { 1156, 520, 18, 18 }, { 1028, 517, 116, 24 } },
+} };
+
+//==============================================================================
 VarnelReverbAudioProcessorEditor::VarnelReverbAudioProcessorEditor (VarnelReverbAudioProcessor& processorToShow)
     : AudioProcessorEditor (processorToShow),
       tooltipWindow (this),
@@ -36,6 +70,8 @@ VarnelReverbAudioProcessorEditor::VarnelReverbAudioProcessorEditor (VarnelReverb
       presetManager (processorToShow),
       presetAttachment (presetManager, presetSelector)
 {
+    JUCE_ASSERT_MESSAGE_THREAD
+
     for (auto* knob : { &sizeKnob, &spinKnob, &loKnob, &hiKnob, &positionKnob })
     {
         knob->slider.setSliderStyle (juce::Slider::RotaryHorizontalVerticalDrag);
@@ -43,7 +79,7 @@ VarnelReverbAudioProcessorEditor::VarnelReverbAudioProcessorEditor (VarnelReverb
     }
 
     const auto stored = settings().getDoubleValue (settingsKeys::scale);
-    constexpr auto largest = 10.0; // beyond any use, but a size that fits an int
+    constexpr auto largest = 1e6; // a larger one makes a size that is no int; the limits below say what is too large
     scale = stored > 0.0 ? std::min (stored, largest) : 0.5;
     setSize (static_cast<int> (designWidth * scale), static_cast<int> (designHeight * scale));
 
@@ -51,27 +87,33 @@ VarnelReverbAudioProcessorEditor::VarnelReverbAudioProcessorEditor (VarnelReverb
     getConstrainer()->setFixedAspectRatio (designWidth / designHeight);
     setResizable (true, true);
 
-    for (auto& meter : meters)
-        addAndMakeVisible (meter);
+    const auto addPicture = [this] (juce::Component& picture)
+    {
+        picture.setInterceptsMouseClicks (false, false);
+        picture.setAccessible (false);
+        addAndMakeVisible (picture);
+    };
 
-    addAndMakeVisible (spinBulb);
+    for (auto& meter : meters)
+        addPicture (meter);
+
+    addPicture (spinBulb);
     addAndMakeVisible (presetSelector);
     addAndMakeVisible (nextButton);
     addAndMakeVisible (prevButton);
 
     presetSelector.setEditableText (false);
     presetSelector.setTitle ("Preset");
+    presetSelector.addKeyListener (&presetKeys);
+    focusByKeyboardOnly (presetSelector);
 
     juce::LookAndFeel::setDefaultLookAndFeel (&lookingFabulous.get());
     setTooltipDelay();
 
-    setUpKnob (loKnob, "ReverbLo", "Determines how much low frequencies there will be in the reverb signal and how fast they die out (the material of the room)");
-    setUpKnob (hiKnob, "ReverbHi", "Determines how much high frequencies there will be in the reverb signal and how fast they die out (the material of the room)");
-    setUpKnob (sizeKnob, "ReverbSize", "Sets the size of the reverb (the reverberation time of the room)");
-    setUpKnob (spinKnob, "ReverbMod", "Determines the amount of detuning of the reverb. Increasing depth results in a fuller, richer sound");
-    setUpKnob (positionKnob, "Position", "Enables you to set the position of the listener");
+    for (const auto& row : knobRows)
+        setUpKnob (row);
 
-    setUpToggle (insertToggle, "ReverbInsertMode", "white");
+    setUpToggle (toggleRows[0]);
     insertLabel.setText ("INSERT", juce::dontSendNotification);
     modeLabel.setText ("MODE", juce::dontSendNotification);
 
@@ -79,10 +121,11 @@ VarnelReverbAudioProcessorEditor::VarnelReverbAudioProcessorEditor (VarnelReverb
     {
         label->setJustificationType (juce::Justification::centred);
         label->setInterceptsMouseClicks (false, false);
+        label->setAccessible (false);
         addAndMakeVisible (label);
     }
 
-    setUpToggle (bypassToggle, "Bypass", "red");
+    setUpToggle (toggleRows[1]);
 
     const auto setFaces = [] (juce::ImageButton& button, const juce::Image& up, const juce::Image& down)
     { button.setImages (false, true, true, up, 1.0f, {}, {}, 1.0f, {}, down, 1.0f, {}); };
@@ -93,23 +136,17 @@ VarnelReverbAudioProcessorEditor::VarnelReverbAudioProcessorEditor (VarnelReverb
     prevButton.setTitle ("Previous preset");
 
     nextButton.onClick = [this]
-    {
-        if (auto* const manager = audioProcessor.presetManager)
-            manager->stepToNextPreset();
-    };
+    { step (&PresetManager::stepToNextPreset); };
 
     prevButton.onClick = [this]
-    {
-        if (auto* const manager = audioProcessor.presetManager)
-            manager->stepToPreviousPreset();
-    };
+    { step (&PresetManager::stepToPreviousPreset); };
 
     versionLabel.setColour (juce::Label::textColourId, juce::Colours::white);
     versionLabel.setJustificationType (juce::Justification::centred);
+    versionLabel.setAccessible (false); // its button says it
     addAndMakeVisible (versionLabel);
 
     setFaces (buildInfoButton, {}, {});
-    buildInfoButton.setTitle ("Version");
     buildInfoButton.onClick = [this]
     {
         showBuildInfo = ! showBuildInfo;
@@ -119,7 +156,15 @@ VarnelReverbAudioProcessorEditor::VarnelReverbAudioProcessorEditor (VarnelReverb
     composeVersionLine();
 
     setTitle (audioProcessor.getName());
-    setFocusContainerType (FocusContainerType::keyboardFocusContainer);
+    addChildComponent (valueBubble);
+
+    for (const auto& [stop, control] : { std::pair<TabStop, juce::Component*> { presetStop, &presetSelector }, { prevStop, &prevButton }, { nextStop, &nextButton }, { versionStop, &buildInfoButton } })
+        control->setExplicitFocusOrder (stop);
+
+    // A click takes the keyboard from nobody. What comes with the window's activation stays with the panel.
+    setWantsKeyboardFocus (true);
+    setMouseClickGrabsKeyboardFocus (false);
+    setExplicitFocusOrder (1);
 
     // What was built before the look and feel took its place as the default
     sendLookAndFeelChange();
@@ -157,22 +202,32 @@ int VarnelReverbAudioProcessorEditor::midiIndexOf (const juce::String& parameter
     return found != ids.end() ? static_cast<int> (found - ids.begin()) : 0;
 }
 
-void VarnelReverbAudioProcessorEditor::setUpKnob (LabelKnob& knob, const char* parameterID, const juce::String& tooltip)
+void VarnelReverbAudioProcessorEditor::setUp (LearningControl& control, const char* parameterID, int tabStop)
 {
-    knob.slider.setTooltip (tooltip);
-    knob.attachToParameter (audioProcessor.parameterState, parameterID);
-    knob.midiControllers = &audioProcessor.midiControllers;
-    knob.midiIndex = midiIndexOf (parameterID);
-    addAndMakeVisible (knob);
+    control.midiControllers = &audioProcessor.midiControllers;
+    control.midiIndex = midiIndexOf (parameterID);
+    control.setExplicitFocusOrder (tabStop);
+    addAndMakeVisible (control);
+    addChildComponent (control.dot);
 }
 
-void VarnelReverbAudioProcessorEditor::setUpToggle (TolvarToggle& toggle, const char* parameterID, const char* style)
+void VarnelReverbAudioProcessorEditor::setUpKnob (const KnobRow& row)
 {
-    toggle.button.setButtonText (style);
-    toggle.attachToParameter (audioProcessor.parameterState, parameterID);
-    toggle.midiControllers = &audioProcessor.midiControllers;
-    toggle.midiIndex = midiIndexOf (parameterID);
-    addAndMakeVisible (toggle);
+    auto& knob = this->*row.knob;
+    knob.slider.setTooltip (row.tooltip);
+    knob.attachToParameter (audioProcessor.parameterState, row.parameterID);
+    knob.onKey = [this, &knob] (bool isTurning)
+    { isTurning ? valueBubble.show (knob) : valueBubble.hide(); };
+    setUp (knob, row.parameterID, row.tabStop);
+}
+
+void VarnelReverbAudioProcessorEditor::setUpToggle (const ToggleRow& row)
+{
+    auto& toggle = this->*row.toggle;
+    addAndMakeVisible (toggle.pad);
+    toggle.button.setButtonText (row.style);
+    toggle.attachToParameter (audioProcessor.parameterState, row.parameterID);
+    setUp (toggle, row.parameterID, row.tabStop);
 }
 
 void VarnelReverbAudioProcessorEditor::setTooltipDelay()
@@ -188,6 +243,47 @@ void VarnelReverbAudioProcessorEditor::composeVersionLine()
         line << "(r947) hash e6619a6e";
 
     versionLabel.setText (line, juce::dontSendNotification);
+    buildInfoButton.setTitle (line.trimEnd());
+}
+
+void VarnelReverbAudioProcessorEditor::step (void (PresetManager::*stepToPreset)())
+{
+    if (auto* const manager = audioProcessor.presetManager)
+        (manager->*stepToPreset)();
+}
+
+//==============================================================================
+VarnelReverbAudioProcessorEditor::PanelButton::PanelButton()
+{
+    focusByKeyboardOnly (*this);
+}
+
+void VarnelReverbAudioProcessorEditor::PanelButton::mouseDown (const juce::MouseEvent& event)
+{
+    if (auto* const panel = getParentComponent(); panel != nullptr && isPopupClick (event.mods))
+        panel->mouseDown (event.getEventRelativeTo (panel));
+    else
+        ImageButton::mouseDown (event);
+}
+
+void VarnelReverbAudioProcessorEditor::PanelButton::mouseUp (const juce::MouseEvent& event)
+{
+    if (! isPopupClick (event.mods))
+        ImageButton::mouseUp (event);
+}
+
+bool VarnelReverbAudioProcessorEditor::PresetKeys::keyPressed (const juce::KeyPress& key, juce::Component*)
+{
+    using Key = juce::KeyPress;
+
+    if (key == Key::upKey || key == Key::leftKey)
+        editor.step (&PresetManager::stepToPreviousPreset);
+    else if (key == Key::downKey || key == Key::rightKey)
+        editor.step (&PresetManager::stepToNextPreset);
+    else
+        return false;
+
+    return true;
 }
 
 //==============================================================================
@@ -207,15 +303,14 @@ void VarnelReverbAudioProcessorEditor::resized()
     arc.centreX = static_cast<float> (getWidth()) / 2.0f;
     arc.centreY = pixels (248.0);
 
-    const auto place = [this] (juce::Component& child, double x, double y, double w, double h)
-    { child.setBounds (juce::roundToInt (x * scale), juce::roundToInt (y * scale), juce::roundToInt (w * scale), juce::roundToInt (h * scale)); };
+    const auto inPixels = [this] (const Bounds& units)
+    { return juce::Rectangle<int> (juce::roundToInt (units.x * scale), juce::roundToInt (units.y * scale), juce::roundToInt (units.w * scale), juce::roundToInt (units.h * scale)); };
 
-    const auto placeKnob = [&] (LabelKnob& knob, double fontHeight, double sizeAdjust, double x, double y, double w, double h)
-    {
-        knob.fontHeight = pixels (fontHeight);
-        knob.sizeAdjust = pixels (sizeAdjust);
-        place (knob, x, y, w, h);
-    };
+    const auto place = [&] (juce::Component& child, double x, double y, double w, double h)
+    { child.setBounds (inPixels ({ x, y, w, h })); };
+
+    const auto dotSize = std::max (6, juce::roundToInt (pixels (12.0)));
+    const juce::Rectangle<int> dotBounds (dotSize, dotSize);
 
     // The outer rings first and last, the inner ones between them; input on the left, output on the right
     const struct
@@ -239,13 +334,31 @@ void VarnelReverbAudioProcessorEditor::resized()
     place (nextButton, 917, 7, 54, 60);
     place (versionLabel, 180, 572, 840, 40);
     place (buildInfoButton, 180, 572, 840, 40);
-    placeKnob (sizeKnob, 46, -60, 460, 100, 280, 314);
-    placeKnob (loKnob, 34, 0, 30, 144, 140, 172);
-    placeKnob (hiKnob, 34, 0, 190, 144, 140, 172);
-    placeKnob (spinKnob, 34, 0, 870, 144, 140, 172);
-    placeKnob (positionKnob, 34, 40, 1010, 124, 180, 192);
-    place (bypassToggle, 1156, 520, 18, 18);
-    place (insertToggle, 1091, 361, 18, 18);
+
+    for (const auto& row : knobRows)
+    {
+        auto& knob = this->*row.knob;
+        knob.fontHeight = pixels (row.fontHeight);
+        knob.sizeAdjust = pixels (row.sizeAdjust);
+        knob.setBounds (inPixels (row.bounds));
+
+        // On the rim, half way up on the right
+        constexpr auto rim = 120.0f / 280.0f; // of the dial's picture
+        const auto dial = (knob.slider.getBounds() + knob.getPosition()).toFloat();
+        knob.dot.setBounds (dotBounds.withCentre (dial.getCentre().getPointOnCircumference (rim * dial.getWidth(), juce::MathConstants<float>::pi / 4.0f).roundToInt()));
+    }
+
+    for (const auto& row : toggleRows)
+    {
+        constexpr auto easilyHit = 24; // pixels
+        auto& toggle = this->*row.toggle;
+        toggle.setBounds (inPixels (row.bounds));
+
+        const auto lamp = toggle.getBounds();
+        toggle.pad.setBounds (lamp.withSizeKeepingCentre (std::max (lamp.getWidth(), easilyHit), std::max (lamp.getHeight(), easilyHit)).getUnion (inPixels (row.caption)));
+        toggle.dot.setBounds (dotBounds.withCentre ({ lamp.getRight() + dotSize * 3 / 4, lamp.getCentreY() }));
+    }
+
     place (insertLabel, 1019, 388, 160, 30);
     place (modeLabel, 1019, 414, 160, 30);
 
@@ -288,15 +401,39 @@ void VarnelReverbAudioProcessorEditor::timerCallback()
         meters[left + 1].setLevel (levels[1]);
     }
 
+    for (const auto& row : knobRows)
+        (this->*row.knob).showLearning();
+
+    for (const auto& row : toggleRows)
+        (this->*row.toggle).showLearning();
+
     spinBulb.setBrightness (static_cast<juce::uint8> (juce::jlimit (23.0f, 255.0f, std::abs (engine.spinPhase) * 255.0f)));
 }
 
 //==============================================================================
 void VarnelReverbAudioProcessorEditor::mouseDown (const juce::MouseEvent& event)
 {
-    if (! isPopupClick (event.mods))
-        return;
+    if (isPopupClick (event.mods))
+        openMenu ({});
+}
 
+bool VarnelReverbAudioProcessorEditor::keyPressed (const juce::KeyPress& key)
+{
+    if (! isPopupKey (key))
+        return false;
+
+    openMenu (juce::PopupMenu::Options().withTargetScreenArea (getScreenBounds().withSizeKeepingCentre (1, 1)));
+    return true;
+}
+
+void VarnelReverbAudioProcessorEditor::focusGainedWithDirection (FocusChangeType cause, FocusChangeDirection direction)
+{
+    if (cause == focusChangedByTabKey)
+        moveKeyboardFocusToSibling (direction != FocusChangeDirection::backward);
+}
+
+void VarnelReverbAudioProcessorEditor::openMenu (const juce::PopupMenu::Options& options)
+{
     juce::PopupMenu menu;
     menu.addSectionHeader ("Set GUI size:");
 
@@ -306,7 +443,7 @@ void VarnelReverbAudioProcessorEditor::mouseDown (const juce::MouseEvent& event)
     menu.addSeparator();
     menu.addItem (showTooltipsItem, "Show Tooltips", true, settings().getBoolValue (settingsKeys::showTooltips));
 
-    menu.showMenuAsync (juce::PopupMenu::Options(), juce::ModalCallbackFunction::forComponent (menuFinished, this));
+    menu.showMenuAsync (options, juce::ModalCallbackFunction::forComponent (menuFinished, this));
 }
 
 void VarnelReverbAudioProcessorEditor::menuFinished (int result, VarnelReverbAudioProcessorEditor* editor)

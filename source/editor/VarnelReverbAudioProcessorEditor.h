@@ -2,11 +2,11 @@
 #pragma once
 
 #include "Bulb.h"
-#include "KeyboardFocus.h"
 #include "Knob.h"
 #include "LookAndFeel.h"
 #include "TolvarToggle.h"
 #include "VUMeterCircle.h"
+#include "ValueBubble.h"
 #include "presets/ComboBoxAttachment.h"
 #include "presets/ComboBoxImproved.h"
 #include "processor/VarnelReverbAudioProcessor.h"
@@ -20,7 +20,9 @@ namespace varnel
 
     It is designed on a surface of 1200 by 620 units, of which each is drawn `scale` pixels wide, from 0.4 to 1.
     A timer of 40 ms feeds the meters. The scale is remembered in the user's settings when the window closes.
-    Message thread.
+
+    The keyboard comes to its controls by the Tab key alone. Until then the window itself has it, and uses none of the
+    keys that hosts want. Message thread.
 */
 class VarnelReverbAudioProcessorEditor : public juce::AudioProcessorEditor,
                                          private juce::Timer
@@ -31,6 +33,13 @@ public:
 
     /** The menu of sizes and tooltips, after a popup click on the bare panel. */
     void mouseDown (const juce::MouseEvent& event) override;
+
+    /** The same menu by its key. */
+    bool keyPressed (const juce::KeyPress& key) override;
+
+    /** On to the next control: the panel is no stop of the Tab key. */
+    void focusGainedWithDirection (FocusChangeType cause, FocusChangeDirection direction) override;
+
     void paint (juce::Graphics& g) override;
     void resized() override;
 
@@ -42,11 +51,64 @@ private:
         const float outerAngle = 1.98f, capAngle = 1.9265f, innerAngle = 1.927f;
     };
 
+    /** In design units. */
+    struct Bounds
+    {
+        double x, y, w, h;
+    };
+
+    /** All there is to say of a knob. */
+    struct KnobRow
+    {
+        LabelKnob VarnelReverbAudioProcessorEditor::*knob;
+        const char* parameterID;
+        int tabStop;
+        double fontHeight, sizeAdjust; ///< design units
+        Bounds bounds;
+        const char* tooltip;
+    };
+
+    /** All there is to say of a lamp that switches. */
+    struct ToggleRow
+    {
+        TolvarToggle VarnelReverbAudioProcessorEditor::*toggle;
+        const char* parameterID;
+        int tabStop;
+        const char* style;
+        Bounds bounds, caption;
+    };
+
+    // In the order in which they are set up, which is the order from back to front
+    static const std::array<KnobRow, 5> knobRows;
+    static const std::array<ToggleRow, 2> toggleRows;
+
+    /** A button whose right clicks are the panel's. */
+    struct PanelButton : juce::ImageButton
+    {
+        PanelButton();
+        void mouseDown (const juce::MouseEvent& event) override;
+        void mouseUp (const juce::MouseEvent& event) override;
+    };
+
+    /** The selector's arrow keys: they step through the presets, whatever rows the menu has between them. */
+    struct PresetKeys : juce::KeyListener
+    {
+        explicit PresetKeys (VarnelReverbAudioProcessorEditor& owner)
+            : editor (owner) {}
+
+        bool keyPressed (const juce::KeyPress& key, juce::Component*) override;
+
+        VarnelReverbAudioProcessorEditor& editor;
+    };
+
     void timerCallback() override;
 
     juce::PropertiesFile& settings() const;
-    void setUpKnob (LabelKnob& knob, const char* parameterID, const juce::String& tooltip);
-    void setUpToggle (TolvarToggle& toggle, const char* parameterID, const char* style);
+    void setUp (LearningControl& control, const char* parameterID, int tabStop);
+    void setUpKnob (const KnobRow& row);
+    void setUpToggle (const ToggleRow& row);
+    void step (void (PresetManager::*stepToPreset)());
+    void openMenu (const juce::PopupMenu::Options& options);
     int midiIndexOf (const juce::String& parameterID) const;
     void setTooltipDelay();
     void composeVersionLine();
@@ -63,12 +125,14 @@ private:
     TolvarToggle bypassToggle, insertToggle;
     ComboBoxImproved presetSelector;
     PresetManager::ComboBoxAttachment presetAttachment;
-    OutlinedByKeyboard<juce::ImageButton> nextButton, prevButton, buildInfoButton;
+    PresetKeys presetKeys { *this };
+    PanelButton nextButton, prevButton, buildInfoButton;
     juce::Image nextImageUp, nextImageDown, prevImageUp, prevImageDown;
     Bulb spinBulb;
     std::array<VUMeterCircle, 4> meters;
     Arc arc;
     juce::Label versionLabel;
+    ValueBubble valueBubble;
     bool showBuildInfo = false;
     float captionKerning = 0.2f;
 

@@ -102,12 +102,23 @@ void XScreen::drag (juce::Point<int> from, juce::Point<int> to) const
     release (1);
 }
 
-void XScreen::key (const char* name) const
+void XScreen::key (const char* name, const char* held) const
 {
-    const auto code = XKeysymToKeycode (pimpl->display, XStringToKeysym (name));
-    XTestFakeKeyEvent (pimpl->display, code, True, CurrentTime);
-    XTestFakeKeyEvent (pimpl->display, code, False, CurrentTime);
+    if (held != nullptr)
+        hold (held, true);
+
+    hold (name, true);
+    hold (name, false);
+
+    if (held != nullptr)
+        hold (held, false);
+
     pimpl->sync();
+}
+
+void XScreen::hold (const char* name, bool down) const
+{
+    XTestFakeKeyEvent (pimpl->display, XKeysymToKeycode (pimpl->display, XStringToKeysym (name)), down ? True : False, CurrentTime);
 }
 
 void XScreen::type (const char* digits) const

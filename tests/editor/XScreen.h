@@ -23,8 +23,9 @@ public:
     void click (juce::Point<int> position, int button = 1) const;
     void drag (juce::Point<int> from, juce::Point<int> to) const;
 
-    /** Presses and releases a key by its X name, for instance "Return". */
-    void key (const char* name) const;
+    /** Presses and releases a key by its X name, for instance "Return", while another may be held. */
+    void key (const char* name, const char* held = nullptr) const;
+    void hold (const char* name, bool down) const;
     void type (const char* digits) const;
 
     /** How many windows there are, of whomever. */
