@@ -109,33 +109,10 @@ protected:
     TolvarToggle& lamp (const juce::String& id) { return *dynamic_cast<TolvarToggle*> (editor->findChildWithID (id)); }
     ComboBoxImproved& selector() { return *allOf<ComboBoxImproved> (*editor).front(); }
 
-    /** The menu that is open, or none. */
-    static juce::Component* openMenu()
-    {
-        auto& desktop = juce::Desktop::getInstance();
-        for (int i = desktop.getNumComponents(); --i >= 0;)
-            if (auto* const component = desktop.getComponent (i); component->getName() == "menu" || component->getNumChildComponents() > 0)
-                if (dynamic_cast<juce::AudioProcessorEditor*> (component) == nullptr && dynamic_cast<juce::TopLevelWindow*> (component) == nullptr && component->isVisible() && component->getWidth() > 20)
-                    return component;
-        return nullptr;
-    }
-
-    /** The rows of the open menu, by what a screen reader says of them. */
-    static std::vector<std::pair<juce::String, juce::Component*>> menuRows()
-    {
-        std::vector<std::pair<juce::String, juce::Component*>> rows;
-        if (auto* const menu = openMenu())
-            for (auto* child : menu->getChildren())
-                if (auto* const handler = child->getAccessibilityHandler())
-                    if (handler->getTitle().isNotEmpty())
-                        rows.emplace_back (handler->getTitle(), child);
-        return rows;
-    }
-
     static juce::StringArray menuTexts()
     {
         juce::StringArray texts;
-        for (const auto& [text, row] : menuRows())
+        for (const auto& [text, row] : XScreen::menuRows())
             texts.add (text);
         return texts;
     }
@@ -150,14 +127,7 @@ protected:
 
     void choose (const juce::String& text)
     {
-        for (const auto& [rowText, row] : menuRows())
-            if (rowText == text)
-            {
-                screen.click (centreOf (*row));
-                deliverMessages (150);
-                return;
-            }
-        ADD_FAILURE() << "the menu has no row \"" << text << "\", only: " << menuTexts().joinIntoString (" | ");
+        EXPECT_TRUE (screen.choose (text)) << "the menu has no row \"" << text << "\", only: " << menuTexts().joinIntoString (" | ");
     }
 
     void closeMenu()
@@ -226,7 +196,7 @@ TEST_F (Window, IsSizedByItsMenuAndItsCorner)
 
         // The next menu ticks this size, and the picture follows.
         rightClick (at (600, 540));
-        for (const auto& [text, row] : menuRows())
+        for (const auto& [text, row] : XScreen::menuRows())
             if (text.endsWith ("% "))
             {
                 EXPECT_EQ (row->getAccessibilityHandler()->getCurrentState().isChecked(), text == juce::String (percent) + "% ") << text << " at " << percent;
@@ -408,7 +378,7 @@ TEST_F (Window, IsWorkedByTheMouseAlone)
             screen.key (key);
         EXPECT_EQ (values (*processor), before) << after;
         EXPECT_EQ (selector().getText(), preset) << after;
-        EXPECT_EQ (openMenu(), nullptr) << after;
+        EXPECT_EQ (XScreen::openMenu(), nullptr) << after;
     };
 
     // Captions: the name, under the mouse the value, a blank, and the unit, which of Size is one too
@@ -725,7 +695,7 @@ TEST_F (Window, ChoosesPresets)
     set (*processor, "ReverbSize", 60.0f);
     screen.click (centreOf (selector()));
     deliverMessages (200);
-    for (const auto& [text, row] : menuRows())
+    for (const auto& [text, row] : XScreen::menuRows())
         EXPECT_EQ (row->getAccessibilityHandler()->getCurrentState().isChecked(), text == "Mine") << text;
     choose ("Mine");
     EXPECT_EQ (get (*processor, "ReverbSize"), 11.0f);
@@ -743,7 +713,7 @@ TEST_F (Window, ChoosesPresets)
     // The way to the current preset is ticked, and choosing it loads nothing.
     screen.click (centreOf (selector()));
     deliverMessages (200);
-    for (const auto& [text, row] : menuRows())
+    for (const auto& [text, row] : XScreen::menuRows())
         if (text == "Rooms" || text == "Halls")
         {
             EXPECT_EQ (row->getAccessibilityHandler()->getCurrentState().isChecked(), text == "Rooms") << text;

@@ -128,6 +128,44 @@ void XScreen::type (const char* digits) const
                                                      : std::string (1, *digit).c_str());
 }
 
+juce::Component* XScreen::openMenu()
+{
+    auto& desktop = juce::Desktop::getInstance();
+
+    for (int i = desktop.getNumComponents(); --i >= 0;)
+        if (auto* const component = desktop.getComponent (i); component->getName() == "menu" || component->getNumChildComponents() > 0)
+            if (dynamic_cast<juce::AudioProcessorEditor*> (component) == nullptr && dynamic_cast<juce::TopLevelWindow*> (component) == nullptr && component->isVisible() && component->getWidth() > 20)
+                return component;
+
+    return nullptr;
+}
+
+std::vector<std::pair<juce::String, juce::Component*>> XScreen::menuRows()
+{
+    std::vector<std::pair<juce::String, juce::Component*>> rows;
+
+    if (auto* const menu = openMenu())
+        for (auto* child : menu->getChildren())
+            if (auto* const handler = child->getAccessibilityHandler())
+                if (handler->getTitle().isNotEmpty())
+                    rows.emplace_back (handler->getTitle(), child);
+
+    return rows;
+}
+
+bool XScreen::choose (const juce::String& text) const
+{
+    for (const auto& [rowText, row] : menuRows())
+        if (rowText == text)
+        {
+            click (row->getScreenBounds().getCentre());
+            deliverMessages (150);
+            return true;
+        }
+
+    return false;
+}
+
 int XScreen::numWindows() const
 {
     Window root = 0, parent = 0, *children = nullptr;

@@ -4,6 +4,8 @@
 #include <juce_gui_basics/juce_gui_basics.h>
 
 #include <memory>
+#include <utility>
+#include <vector>
 
 /** The screen of an X server, with the hands and eyes of somebody in front of it: events are made by the server itself
     (XTEST), pixels are read back from it. Positions are in pixels of the screen. */
@@ -27,6 +29,15 @@ public:
     void key (const char* name, const char* held = nullptr) const;
     void hold (const char* name, bool down) const;
     void type (const char* digits) const;
+
+    /** The menu of this process that is open, or none. */
+    static juce::Component* openMenu();
+
+    /** Its rows, by what a screen reader says of them. */
+    static std::vector<std::pair<juce::String, juce::Component*>> menuRows();
+
+    /** Clicks on a row. @returns whether there is one of this text */
+    bool choose (const juce::String& text) const;
 
     /** How many windows there are, of whomever. */
     int numWindows() const;

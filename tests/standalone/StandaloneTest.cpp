@@ -62,6 +62,8 @@ TEST_F (Standalone, AsksBeforeItCouldHowl)
         EXPECT_TRUE (deliverMessagesUntil ([]
                                            { return question() != nullptr; }));
         EXPECT_LT (exchange (noise (2, 10000)).getMagnitude (0, 10000), 1e-9f) << "muted until there is an answer";
+        EXPECT_TRUE (window.getBounds().contains (question()->getBounds())) << "in the window's middle";
+        EXPECT_LT (std::abs (window.getBounds().getCentreX() - question()->getBounds().getCentreX()), 3);
         question()->triggerButtonClick ("Let it through");
         expectSoundOf (reference, "let through");
     }
@@ -96,6 +98,36 @@ TEST_F (Standalone, AsksBeforeItCouldHowl)
         connect ("Varnel Reverb", "in_", "out_");
         reference.binding.setParameter ("Position", 1.0f);
         expectSoundOf (reference, "moved by a controller");
+
+        // A program that is killed has lost nothing.
+        juce::MemoryBlock chunk;
+        EXPECT_TRUE (chunk.fromBase64Encoding (file.getValue ("filterState")));
+        EXPECT_EQ (chunk, chunkOf (processor));
+        EXPECT_TRUE (deliverMessagesUntil ([&]
+                                           { return ! file.needsToBeSaved(); }))
+            << "some seconds after the change it is on the disk";
+
+        // Two sets of values, which a switch exchanges
+        const auto choose = [&] (const char* row)
+        {
+            screen.click (window.getScreenPosition() + juce::Point<int> (38, 15));
+            deliverMessages (300);
+            EXPECT_TRUE (screen.choose (row)) << row;
+        };
+        const auto a = values (processor);
+        choose ("A/B: A is heard, switch to B");
+        EXPECT_EQ (values (processor), a) << "until one of them is changed";
+        setUnusualValues (processor);
+        const auto b = values (processor);
+        choose ("A/B: B is heard, switch to A");
+        EXPECT_EQ (values (processor), a);
+        choose ("A/B: A is heard, switch to B");
+        EXPECT_EQ (values (processor), b);
+        choose ("Undo");
+        EXPECT_EQ (values (processor), a);
+        choose ("Redo");
+        EXPECT_EQ (values (processor), b);
+        choose ("Undo");
     }
 
     StandaloneWindow window (file);
