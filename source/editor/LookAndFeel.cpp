@@ -17,9 +17,11 @@ juce::Rectangle<int> withoutSides (int width, int height)
     return { inset, 0, width - 2 * inset, height };
 }
 
-bool isInAlertWindow (const juce::Component& component)
+/** JUCE's own dialogs, which are no part of the panel: message boxes, and the chooser of files where the system has none. */
+bool isInDialog (const juce::Component& component)
 {
-    return component.findParentComponentOfClass<juce::AlertWindow>() != nullptr;
+    return component.findParentComponentOfClass<juce::AlertWindow>() != nullptr
+           || component.findParentComponentOfClass<juce::FileBrowserComponent>() != nullptr;
 }
 
 juce::TextLayout layoutTooltipText (const juce::String& text, juce::Colour colour)
@@ -42,7 +44,7 @@ LookingGood::LookingGood() = default;
 
 void LookingGood::fillTextEditorBackground (juce::Graphics& g, int width, int height, juce::TextEditor& editor)
 {
-    if (isInAlertWindow (editor))
+    if (isInDialog (editor))
     {
         LookAndFeel_V4::fillTextEditorBackground (g, width, height, editor);
         return;
@@ -67,7 +69,7 @@ void LookingGood::fillTextEditorBackground (juce::Graphics& g, int width, int he
 
 void LookingGood::drawTextEditorOutline (juce::Graphics& g, int width, int height, juce::TextEditor& editor)
 {
-    if (! editor.isEnabled() || isInAlertWindow (editor))
+    if (! editor.isEnabled() || isInDialog (editor))
         return;
 
     const auto isFocused = editor.hasKeyboardFocus (true) && ! editor.isReadOnly();
@@ -189,7 +191,8 @@ void LookingGood::drawLabel (juce::Graphics& g, juce::Label& label)
         }
 
         const auto area = border.subtractedFrom (label.getLocalBounds());
-        g.setColour (label.findColour (juce::Label::textColourId).withMultipliedAlpha (alpha));
+        const auto isLabelOfDialog = isInDialog (label) && ! label.isColourSpecified (juce::Label::textColourId);
+        g.setColour (label.findColour (isLabelOfDialog ? juce::AlertWindow::textColourId : juce::Label::textColourId).withMultipliedAlpha (alpha));
         g.setFont (font);
         g.drawFittedText (label.getText(),
                           area,

@@ -189,11 +189,11 @@ void PresetManager::ComboBoxAttachment::handleAsyncUpdate()
         {
             builder.addRoot (user);
             userRows = countRows (user);
-        }
 
-        // Columns of a height, so that no row stands lower than its neighbours for want of any above
-        if (userRows < fewestRows)
-            builder.addSpacer (std::max (factoryFolders - userRows, fewestRows - userRows) * rowHeight);
+            // Columns of a height, so that no row stands lower than its neighbours for want of any above
+            if (userRows < fewestRows)
+                builder.addSpacer (std::max (factoryFolders - userRows, fewestRows - userRows) * rowHeight);
+        }
 
         builder.menu.addColumnBreak();
         builder.menu.addSectionHeader ("Factory Presets");

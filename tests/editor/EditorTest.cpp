@@ -920,7 +920,7 @@ TEST_F (Menu, LaysOutPresetsInColumns)
     };
     EXPECT_EQ (columnsWith (3, 12), "198");
     EXPECT_EQ (columnsWith (3, 2), "110,132");
-    EXPECT_EQ (columnsWith (0, 2), "176,132");
+    EXPECT_EQ (columnsWith (0, 2), "132");
     EXPECT_EQ (columnsWith (12, 2), "220");
     EXPECT_EQ (columnsWith (9, 9), "");
 
