@@ -191,8 +191,8 @@ void LookingGood::drawLabel (juce::Graphics& g, juce::Label& label)
         }
 
         const auto area = border.subtractedFrom (label.getLocalBounds());
-        const auto isLabelOfDialog = isInDialog (label) && ! label.isColourSpecified (juce::Label::textColourId);
-        g.setColour (label.findColour (isLabelOfDialog ? juce::AlertWindow::textColourId : juce::Label::textColourId).withMultipliedAlpha (alpha));
+        const auto colourId = isInDialog (label) && ! label.isColourSpecified (juce::Label::textColourId) ? static_cast<int> (juce::AlertWindow::textColourId) : static_cast<int> (juce::Label::textColourId);
+        g.setColour (label.findColour (colourId).withMultipliedAlpha (alpha));
         g.setFont (font);
         g.drawFittedText (label.getText(),
                           area,
