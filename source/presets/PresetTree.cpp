@@ -4,8 +4,9 @@
 #include "processor/Text.h"
 
 #include <algorithm>
-#include <cstring>
+#include <deque>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -13,6 +14,7 @@
     #include <dirent.h>
     #include <fcntl.h>
     #include <sys/stat.h>
+    #include <unistd.h>
 #endif
 
 namespace varnel
@@ -49,7 +51,7 @@ std::optional<Identity> identityOf (const std::string& path)
 class Directory
 {
 public:
-    explicit Directory (const std::string& pathToUse)
+    Directory (const std::string& pathToUse, const Directory* /*parent*/, const std::string& /*name*/)
         : path (pathToUse), iterator (std::filesystem::u8path (path), error) {}
 
     std::optional<Identity> identity() const { return identityOf (path); }
@@ -98,8 +100,16 @@ std::optional<Identity> identityOf (const std::string& path)
 class Directory
 {
 public:
-    explicit Directory (const std::string& path)
-        : stream (opendir (path.c_str())) {}
+    /** By its name in an open parent, if there is one, or else by its path, through which the system goes from the root. */
+    Directory (const std::string& path, const Directory* parent, const std::string& name)
+    {
+        constexpr auto flags = O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC;
+        const auto descriptor = parent != nullptr && parent->stream != nullptr ? openat (dirfd (parent->stream), name.c_str(), flags)
+                                                                               : open (path.c_str(), flags);
+
+        if (descriptor >= 0 && (stream = fdopendir (descriptor)) == nullptr)
+            close (descriptor);
+    }
 
     ~Directory()
     {
@@ -144,7 +154,7 @@ public:
     Directory& operator= (const Directory&) = delete;
 
 private:
-    DIR* const stream;
+    DIR* stream = nullptr;
 };
 
 #endif
@@ -172,7 +182,7 @@ public:
 
     void run()
     {
-        folders.push_back ({ &root, none, {} });
+        folders.push_back ({ &root, {}, none, {} });
 
         // Level by level, not branch by branch: where it stops, every branch has got something.
         for (size_t i = 0; i < folders.size() && numEntries < mostEntries; ++i)
@@ -181,11 +191,14 @@ public:
 
 private:
     static constexpr int mostEntries = 100000;
+    static constexpr size_t longestPath = 4096; // bytes; the system takes none that is longer
+    static constexpr size_t mostOpen = 8;
     static constexpr auto none = static_cast<size_t> (-1);
 
     struct Step
     {
         PresetFolder* folder;
+        std::string name;
         size_t parent; ///< in the list of steps
         std::optional<Identity> identity;
     };
@@ -196,21 +209,22 @@ private:
         const auto path = juce::File::addTrailingSeparator (folder.folder.getFullPathName());
         std::vector<std::string> fileNames, folderNames;
 
+        if (path.getNumBytesAsUTF8() > longestPath)
+            return;
+
+        auto& directory = open (step, path.toStdString());
+        folders[step].identity = directory.identity();
+
+        for (Entry entry; numEntries < mostEntries && directory.next (entry); ++numEntries)
         {
-            Directory directory (path.toStdString());
-            folders[step].identity = directory.identity();
+            // A name that is not UTF-8 cannot be shown.
+            if (entry.name == "." || entry.name == ".." || ! isUtf8 (entry.name.data(), entry.name.size()))
+                continue;
 
-            for (Entry entry; numEntries < mostEntries && directory.next (entry); ++numEntries)
-            {
-                // A name that is not UTF-8 cannot be shown.
-                if (entry.name == "." || entry.name == ".." || ! isUtf8 (entry.name.data(), entry.name.size()))
-                    continue;
-
-                if (entry.kind == Entry::Kind::file && isPreset (entry.name))
-                    fileNames.push_back (std::move (entry.name));
-                else if (entry.kind == Entry::Kind::folder && ! (entry.linkedFolder && isOnTheWay (step, *entry.linkedFolder)))
-                    folderNames.push_back (std::move (entry.name));
-            }
+            if (entry.kind == Entry::Kind::file && isPreset (entry.name))
+                fileNames.push_back (std::move (entry.name));
+            else if (entry.kind == Entry::Kind::folder && ! (entry.linkedFolder && isOnTheWay (step, *entry.linkedFolder)))
+                folderNames.push_back (std::move (entry.name));
         }
 
         sortByShownName (fileNames);
@@ -223,8 +237,22 @@ private:
         std::transform (folderNames.begin(), folderNames.end(), std::back_inserter (folder.subfolders), [&] (const std::string& name)
                         { return PresetFolder { folder.owner, child (name), {}, {} }; });
 
-        for (auto& subfolder : folder.subfolders)
-            folders.push_back ({ &subfolder, step, {} });
+        for (size_t i = 0; i < folderNames.size(); ++i)
+            folders.push_back ({ &folder.subfolders[i], std::move (folderNames[i]), step, {} });
+    }
+
+    /** The last directories stay open for those below them. In a deep tree that is where the time would go. */
+    Directory& open (size_t step, const std::string& path)
+    {
+        const auto parent = std::find_if (recent.begin(), recent.end(), [&] (const auto& directory)
+                                          { return directory.first == folders[step].parent; });
+        auto directory = std::make_unique<Directory> (path, parent != recent.end() ? parent->second.get() : nullptr, folders[step].name);
+        recent.emplace_back (step, std::move (directory));
+
+        if (recent.size() > mostOpen)
+            recent.pop_front();
+
+        return *recent.back().second;
     }
 
     bool isPreset (const std::string& name) const
@@ -261,6 +289,7 @@ private:
     PresetFolder& root;
     const juce::StringArray& extensions;
     std::vector<Step> folders;
+    std::deque<std::pair<size_t, std::unique_ptr<Directory>>> recent;
     std::optional<std::vector<Identity>> aboveRoot;
     int numEntries = 0;
 };
