@@ -52,7 +52,7 @@ class Directory
 {
 public:
     Directory (const std::string& pathToUse, const Directory* /*parent*/, const std::string& /*name*/)
-        : path (pathToUse), iterator (std::filesystem::u8path (path), error) {}
+        : path (pathToUse), iterator (path, error) {}
 
     std::optional<Identity> identity() const { return identityOf (path); }
 
@@ -62,7 +62,7 @@ public:
             return false;
 
         std::error_code gone;
-        entry = { iterator->path().filename().u8string(), Entry::Kind::other, {} };
+        entry = { iterator->path().filename().string(), Entry::Kind::other, {} };
 
         if (iterator->is_directory (gone))
             entry.kind = Entry::Kind::folder;
@@ -70,7 +70,7 @@ public:
             entry.kind = Entry::Kind::file;
 
         if (entry.kind == Entry::Kind::folder && iterator->is_symlink (gone))
-            entry.linkedFolder = identityOf (iterator->path().u8string());
+            entry.linkedFolder = identityOf (iterator->path().string());
 
         iterator.increment (error);
         return true;

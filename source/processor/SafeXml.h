@@ -24,7 +24,8 @@ struct SafeXml
     size_t endOfRootTag = 0;
 };
 
-/** Parses XML as juce::XmlDocument does, errors and leniency included, but never hands the parser what it cannot
+/** Parses XML as juce::XmlDocument does, with all its leniency (but what is malformed stays so, where JUCE's parser
+    forgets it over an entity that nobody has declared), and never hands the parser what it cannot
     stand: its recursion ends on the stack, text behind an instruction makes it go round for ever, entities grow
     without end, and a character's number that is cut short makes it read behind the text. No other file is opened.
     Any thread. */

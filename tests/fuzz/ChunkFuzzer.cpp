@@ -15,8 +15,9 @@ void requireSameVerdict (const juce::String& text)
     const auto xml = varnel::parseSafely (text);
     REQUIRE ((xml.root != nullptr) == (xml.endOfRootTag != 0));
 
-    // Behind what is malformed the parser goes on, and may come to what it cannot stand.
-    if (xml.root == nullptr && xml.danger.isEmpty() && ! text.contains ("<?") && ! text.contains ("<!D") && ! text.contains ("&#"))
+    // Behind what is malformed the parser goes on, and may come to what it cannot stand, or to an entity that nobody has
+    // declared, which makes it forget the error.
+    if (xml.root == nullptr && xml.danger.isEmpty() && ! text.contains ("<?") && ! text.containsChar ('&'))
         REQUIRE (juce::XmlDocument (text).getDocumentElement() == nullptr);
 }
 
