@@ -53,6 +53,6 @@ set (CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 
 # What is opened at run time, where no tool sees it; without any font the window has no words.
 set (CPACK_DEBIAN_PACKAGE_DEPENDS "libx11-6, libxext6, libxrender1, libxinerama1, libxrandr2, libxcursor1, fonts-dejavu-core | fonts-freefont-ttf | fonts-noto-core")
-set (CPACK_DEBIAN_PACKAGE_RECOMMENDS "libjack-jackd2-0 | libjack-0.125 | pipewire-jack")
+set (CPACK_DEBIAN_PACKAGE_RECOMMENDS "libjack-jackd2-0 | libjack-0.125 | pipewire-jack, xdg-utils")
 
 include (CPack)

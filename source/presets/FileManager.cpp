@@ -9,7 +9,8 @@ namespace varnel
 namespace
 {
 
-/** A program that has been started, until it ends: the system keeps what nobody asks for. */
+/** A program that has been started. It is asked whether it runs until it has ended: one that is never asked for stays in
+    the system's list of processes. */
 class StartedProgram : private juce::Timer,
                        private juce::DeletedAtShutdown
 {
