@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 // Nanoseconds per stereo frame of the engine, and of juce::Reverb on the same audio as a yardstick.
 
-#include "engine/ParameterTable.h"
+#include "processor/ParameterTable.h"
 
 #include <benchmark/benchmark.h>
 #include <juce_audio_basics/juce_audio_basics.h>

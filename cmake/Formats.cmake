@@ -1,7 +1,6 @@
 # SPDX-License-Identifier: AGPL-3.0-only
 # The formats that the plug-in is built in, and what each of them is told in its own terms.
 
-set (VARNEL_LV2_URI "urn:ostry:varnel-reverb") # in sessions of hosts: never changes
 set (VARNEL_AAX_SDK_DIR "" CACHE PATH "An AAX SDK; the AAX format is built only if this names one, and needs an upstream JUCE")
 
 # Programs that JUCE builds and runs while it builds these formats cannot load what a sanitizer has instrumented.
@@ -19,7 +18,7 @@ set (VARNEL_FORMAT_TERMS
      VST3_CATEGORIES Fx Reverb
      LV2URI ${VARNEL_LV2_URI}
      AAX_CATEGORY Reverb
-     AAX_IDENTIFIER com.Ostry.Reverb)
+     AAX_IDENTIFIER ${VARNEL_EFFECT_ID})
 
 # What juce_add_plugin leaves to be done, once the target is there.
 function (varnel_finish_formats target)

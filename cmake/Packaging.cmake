@@ -33,7 +33,7 @@ endif()
 
 set (CPACK_PACKAGE_NAME varnel-reverb)
 set (CPACK_INSTALL_PREFIX /usr)
-set (CPACK_PACKAGE_VENDOR Ostry)
+set (CPACK_PACKAGE_VENDOR "${VARNEL_MAKER}")
 set (CPACK_PACKAGE_CONTACT "Ostry <nobody@ostry.invalid>")
 set (CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")
 set (CPACK_PACKAGE_DESCRIPTION "A reverb with seven controls: a plug-in for hosts of VST3 and LV2, a program with\n the same window for sound cards and JACK, and one that puts it on audio files.")

@@ -7,7 +7,7 @@ namespace varnel
 namespace
 {
 
-constexpr int notBound = -1, learning = -2; // the map's marks
+constexpr auto notBound = MidiControllerMap::notBound, learning = MidiControllerMap::learning;
 
 enum MenuItem
 {
@@ -63,7 +63,7 @@ void LearningControl::Dot::paint (juce::Graphics& g)
 void LearningControl::showLearning()
 {
     JUCE_ASSERT_MESSAGE_THREAD
-    dot.setVisible (midiControllers != nullptr && midiIndex >= 0 && midiControllers->at (static_cast<size_t> (midiIndex)) == learning);
+    dot.setVisible (midiControllers != nullptr && midiIndex >= 0 && (*midiControllers)[static_cast<size_t> (midiIndex)] == learning);
 }
 
 void LearningControl::mouseDown (const juce::MouseEvent& event)
@@ -91,7 +91,7 @@ void LearningControl::showMenu (const juce::PopupMenu::Options& options)
         if (control == nullptr)
             return;
 
-        auto& entry = control->midiControllers->at (static_cast<size_t> (control->midiIndex));
+        auto& entry = (*control->midiControllers)[static_cast<size_t> (control->midiIndex)];
 
         if (result == startLearning)
             entry = learning;
@@ -102,7 +102,7 @@ void LearningControl::showMenu (const juce::PopupMenu::Options& options)
         control->menuClosed();
     };
 
-    midiLearnMenu (midiControllers->at (static_cast<size_t> (midiIndex))).showMenuAsync (options, finished);
+    midiLearnMenu ((*midiControllers)[static_cast<size_t> (midiIndex)]).showMenuAsync (options, finished);
 }
 
 } // namespace varnel

@@ -1,17 +1,12 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 #pragma once
 
-#include "engine/SharedValue.h"
+#include "processor/MidiControllerMap.h"
 
 #include <juce_gui_basics/juce_gui_basics.h>
 
-#include <vector>
-
 namespace varnel
 {
-
-/** The controller number of each parameter, or a negative mark, as the processor keeps it. */
-using MidiControllers = std::vector<SharedValue<int>>;
 
 /** Whether a press asks for a menu: the right button, or Control without Alt or Command. (Where Control is the Command
     key, as on Linux, only the right button is left.) */
@@ -47,8 +42,8 @@ public:
     bool keyPressed (const juce::KeyPress& key) override;
 
     Dot dot;
-    int midiIndex = -1;                         ///< the parameter's place in midiControllers; below 0 there is no menu
-    MidiControllers* midiControllers = nullptr; ///< the processor's, not owned
+    int midiIndex = -1;                           ///< the parameter's place in midiControllers; below 0 there is no menu
+    MidiControllerMap* midiControllers = nullptr; ///< the processor's, not owned
 
 protected:
     /** Called when the menu has gone. */

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 // What every format and the stand-alone program make an instance with.
 
-#include "HostBinding.h"
+#include "ControllerAnswers.h"
+
+#include <optional>
+#include <utility>
 
 namespace
 {
@@ -12,34 +15,55 @@ struct MessageThreadPause
     std::optional<juce::MessageManagerLock> pause;
 };
 
-/** The processor with the binding that it needs in a host.
+/** The processor with what it needs in a host.
+
+    Its controllers are answered, and its host shows from the first block on what sounds. Hosts only hear of changes that
+    come after an instance was made, so they take the parameters' defaults for what a preset of the user's has set.
 
     In LV2, hosts destroy an instance on a thread of theirs while JUCE's message thread runs. It has to stand still for
     that, or a timer of what is being destroyed could still be running.
 */
-class BoundProcessor final : private MessageThreadPause,
-                             public varnel::VarnelReverbAudioProcessor
+class HostedProcessor final : private MessageThreadPause,
+                              public varnel::VarnelReverbAudioProcessor
 {
 public:
     // Hosts leave a bus alone that is off at first, and then there is silence.
-    BoundProcessor()
+    HostedProcessor()
         : VarnelReverbAudioProcessor (UserSettings::used, Buses::on)
     {
     }
 
-    ~BoundProcessor() override
+    ~HostedProcessor() override
     {
         if (wrapperType == wrapperType_LV2)
             pause.emplace();
     }
 
+    void processBlock (juce::AudioBuffer<float>& buffer, juce::MidiBuffer& midi) override
+    {
+        if (! std::exchange (hasIntroducedItself, true))
+            introduceItself();
+
+        VarnelReverbAudioProcessor::processBlock (buffer, midi);
+    }
+    using VarnelReverbAudioProcessor::processBlock;
+
 private:
-    varnel::HostBinding binding { *this };
+    /** Tells the host where the parameters are, on the audio thread: from the message thread a VST3 host would take it for
+        an edit, and call the project changed. */
+    void introduceItself()
+    {
+        if (wrapperType == wrapperType_LV2 || wrapperType == wrapperType_VST3)
+            tellValuesOffDefault();
+    }
+
+    bool hasIntroducedItself = false; // audio thread
+    varnel::ControllerAnswers answers { *this };
 };
 
 } // namespace
 
 juce::AudioProcessor* JUCE_CALLTYPE createPluginFilter()
 {
-    return new BoundProcessor();
+    return new HostedProcessor();
 }

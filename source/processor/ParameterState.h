@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 #pragma once
 
-#include "engine/ParameterTable.h"
+#include "ParameterTable.h"
 
 #include <juce_data_structures/juce_data_structures.h>
 

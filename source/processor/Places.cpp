@@ -2,6 +2,7 @@
 #include "Places.h"
 
 #include "Settings.h"
+#include "processor/Product.h"
 
 namespace varnel
 {
@@ -20,9 +21,7 @@ juce::File fileFromSetting (juce::ApplicationProperties& settings, const char* k
 juce::File getFactoryPresetFolder()
 {
     return juce::File::getSpecialLocation (juce::File::commonApplicationDataDirectory)
-        .getChildFile ("Application Support")
-        .getChildFile (productPath)
-        .getChildFile ("Factory Presets");
+        .getChildFile (product::factoryFolder);
 }
 
 juce::File getUserPresetFolder (juce::ApplicationProperties& settings)
@@ -30,7 +29,7 @@ juce::File getUserPresetFolder (juce::ApplicationProperties& settings)
     return fileFromSetting (settings,
                             settingsKeys::userPresetFolder,
                             juce::File::getSpecialLocation (juce::File::userDocumentsDirectory)
-                                .getChildFile (productPath)
+                                .getChildFile (product::folder)
                                 .getChildFile ("User Presets"));
 }
 

@@ -4,6 +4,7 @@
 #include "Files.h"
 #include "SafeXml.h"
 #include "Text.h"
+#include "processor/Product.h"
 
 namespace varnel
 {
@@ -26,7 +27,7 @@ const juce::File nowhere { "/nonexistent" };
 
 juce::String settingsFolder (const juce::File& parent)
 {
-    return parent.getChildFile ("Application Support").getChildFile (productPath).getFullPathName();
+    return parent.getChildFile ("Application Support").getChildFile (product::folder).getFullPathName();
 }
 
 /** Whether JUCE reads a file as XML settings, and without danger. It reads twice: the first bytes, for the name of the
@@ -61,7 +62,7 @@ bool putAside (const juce::File& file)
 juce::PropertiesFile::Options settingsStorage (bool save)
 {
     juce::PropertiesFile::Options options;
-    options.applicationName = "Varnel Reverb";
+    options.applicationName = product::name;
     options.filenameSuffix = ".settings";
     options.folderName = settingsFolder (hasHome() ? juce::File::getSpecialLocation (juce::File::userApplicationDataDirectory) : nowhere);
     options.osxLibrarySubFolder = "Application Support";

@@ -16,9 +16,6 @@ constexpr auto scale = "Scale";                       ///< double: pixels per un
 constexpr auto showTooltips = "Show Tooltips";        ///< bool
 } // namespace settingsKeys
 
-/** The maker's and the product's folder, below any place where files of the product lie. */
-inline const juce::String productPath { "Ostry/Varnel Reverb" };
-
 /** Where the user's settings lie and how they are kept: an XML file in the user's application data folder (on Linux
     ~/.config/Application Support/Ostry/Varnel Reverb/Varnel Reverb.settings). A change is written three seconds later
     or when the settings object goes. Without HOME there are no settings; then, or if saving is not wanted, nothing is written. */

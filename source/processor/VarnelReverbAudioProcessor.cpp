@@ -6,6 +6,7 @@
 #include "PresetFile.h"
 #include "Settings.h"
 #include "StateChunk.h"
+#include "processor/Product.h"
 
 #include <cmath>
 #include <cstring>
@@ -17,16 +18,12 @@ namespace varnel
 namespace
 {
 
+constexpr double highestRate = 1e7; ///< Hz, far beyond what anybody uses and within what the delay lines can hold
+
 juce::String onOffText (float value, int /*maximumLength*/)
 {
     return value < 0.5f ? "Off" : "On";
 }
-
-/** Hears a parameter's first message, and nothing of it. */
-struct FirstListener : juce::AudioProcessorValueTreeState::Listener
-{
-    void parameterChanged (const juce::String&, float) override {}
-};
 
 } // namespace
 
@@ -68,7 +65,7 @@ VarnelReverbAudioProcessor::VarnelReverbAudioProcessor (UserSettings userSetting
     }
 
     if (userSettings == UserSettings::used)
-        readMidiMap();
+        midiControllers.read (*settings.getUserSettings());
 
     // Only now, with all parameters there, may the tree be given its type. The children are made here:
     // JUCE would move a default that lies between two steps to one of them.
@@ -83,9 +80,7 @@ VarnelReverbAudioProcessor::VarnelReverbAudioProcessor (UserSettings userSetting
 VarnelReverbAudioProcessor::~VarnelReverbAudioProcessor()
 {
     if (midiMapDirty)
-        saveMidiMap();
-
-    // The members go in the reverse of their order, the callbacks first.
+        midiControllers.save (*settings.getUserSettings());
 }
 
 void VarnelReverbAudioProcessor::addParameterWithCallback (const juce::String& id,
@@ -97,7 +92,7 @@ void VarnelReverbAudioProcessor::addParameterWithCallback (const juce::String& i
                                                            std::function<float (const juce::String&)> textToValue,
                                                            std::function<void (float)> onChange)
 {
-    auto* const parameter = parameterState.createAndAddParameter (std::make_unique<juce::AudioParameterFloat> (
+    parameterState.createAndAddParameter (std::make_unique<juce::AudioParameterFloat> (
         juce::ParameterID (id, 1),
         name,
         range,
@@ -107,49 +102,18 @@ void VarnelReverbAudioProcessor::addParameterWithCallback (const juce::String& i
             .withStringFromValueFunction (std::move (valueToText))
             .withValueFromStringFunction (std::move (textToValue))));
 
+    paramCallbacks.emplace_back (new ParamChangeCallback (std::move (onChange), parameterState.getRawParameterValue (id)));
+    parameterState.addParameterListener (id, paramCallbacks.back().get());
+    rawParameters.push_back (std::make_unique<RawParameter> (parameterState, id, defaultValue, *paramCallbacks.back()));
+
     // The first message that reaches a listener makes JUCE allocate: better here than on the audio thread, where hosts
     // set parameters and controllers speak.
-    FirstListener nobody;
-    parameterState.addParameterListener (id, &nobody);
-    parameter->sendValueChangedMessageToListeners (parameter->getValue());
-    parameterState.removeParameterListener (id, &nobody);
-
-    paramCallbacks.emplace_back (new ParamChangeCallback (std::move (onChange), parameterState.getRawParameterValue (id)));
-    *paramCallbacks.back()->rawValue = defaultValue; // JUCE starts the raw value at the nearest step
-    parameterState.addParameterListener (id, paramCallbacks.back().get());
+    rawParameters.back()->tell (rawParameters.back()->parameter.getValue());
 
     if (label != "Bool")
     {
         paramIds.push_back (id);
-        midiControllers.emplace_back (notBound);
-    }
-}
-
-/** Reads the map of the last instance that saved it; the first instance ever notes that it has been there. */
-void VarnelReverbAudioProcessor::readMidiMap()
-{
-    auto& store = *settings.getUserSettings();
-
-    if (store.getIntValue (settingsKeys::initialized) == 1)
-    {
-        for (size_t i = 0; i < midiControllers.size(); ++i)
-            midiControllers[i] = store.getIntValue (juce::String (i), notBound);
-    }
-    else
-    {
-        store.setValue (settingsKeys::initialized, 1);
-        midiMapDirty = true;
-    }
-}
-
-void VarnelReverbAudioProcessor::saveMidiMap()
-{
-    for (size_t i = 0; i < midiControllers.size(); ++i)
-    {
-        if (midiControllers[i] == learning)
-            midiControllers[i] = notBound;
-
-        settings.getUserSettings()->setValue (juce::String (i), static_cast<int> (midiControllers[i]));
+        midiControllers.add (*rawParameters.back());
     }
 }
 
@@ -167,13 +131,16 @@ void VarnelReverbAudioProcessor::applyDefaultPreset()
 }
 
 //==============================================================================
-/** The end of every parameter's road. A host may set a parameter to what is no number, and JUCE lets it pass: the
-    parameter then goes back to where it was. */
+/** Where every change of a parameter arrives, on its thread. A host may set a parameter to what is no number, and JUCE
+    lets it pass: the parameter then goes back to where it was. */
 void VarnelReverbAudioProcessor::changeEngine (size_t index, float value)
 {
+    if (rawParameters[index]->isOnlyTold())
+        return;
+
     if (! std::isfinite (value))
     {
-        moveTo (index, engineValues[index]);
+        rawParameters[index]->moveTo (engineValues[index]);
         return;
     }
 
@@ -183,18 +150,11 @@ void VarnelReverbAudioProcessor::changeEngine (size_t index, float value)
         (engine.*parameterTable[index].apply) (value);
 }
 
-/** Sets a parameter as a host would, but a default that lies between two steps stays what it is. */
-void VarnelReverbAudioProcessor::moveTo (size_t index, float value)
+void VarnelReverbAudioProcessor::tellValuesOffDefault()
 {
-    auto& parameter = *parameterState.getParameter (paramIds[index]);
-    auto& rawValue = *paramCallbacks[index]->rawValue;
-    parameter.setValueNotifyingHost (parameter.convertTo0to1 (value));
-
-    if (juce::exactlyEqual (value, parameterTable[index].defaultValue) && ! juce::exactlyEqual (value, rawValue.load()))
-    {
-        rawValue = value;
-        changeEngine (index, value);
-    }
+    for (const auto& raw : rawParameters)
+        if (const auto value = raw->parameter.getValue(); ! juce::exactlyEqual (value, raw->parameter.getDefaultValue()))
+            raw->tell (value);
 }
 
 /** Carries every parameter's present value into the engine, in host order. */
@@ -207,12 +167,14 @@ void VarnelReverbAudioProcessor::refreshEngine()
 //==============================================================================
 const juce::String VarnelReverbAudioProcessor::getName() const
 {
-    return "Varnel Reverb";
+    return product::name;
 }
 
 void VarnelReverbAudioProcessor::prepareToPlay (double sampleRate, int /*samplesPerBlock*/)
 {
-    engine.prepare (sampleRate, getTotalNumInputChannels());
+    // Some hosts prepare before they know the rate.
+    const auto isRate = sampleRate > 0.0 && sampleRate <= highestRate;
+    engine.prepare (isRate ? sampleRate : static_cast<double> (engine.sampleRate), getTotalNumInputChannels());
     refreshEngine();
 }
 
@@ -223,34 +185,7 @@ void VarnelReverbAudioProcessor::releaseResources()
 void VarnelReverbAudioProcessor::processBlock (juce::AudioBuffer<float>& buffer, juce::MidiBuffer& midi)
 {
     engine.processBlock (buffer.getArrayOfWritePointers(), buffer.getNumChannels(), buffer.getNumSamples());
-    scanControllers (midi);
-}
-
-/** Binds parameters that are learning and tells the listeners of bound ones what their controller says.
-    The parameters stay as they are: a listener, the host's wrapper, has to answer by setting them. */
-void VarnelReverbAudioProcessor::scanControllers (const juce::MidiBuffer& midi)
-{
-    for (const auto message : midi)
-    {
-        if (message.numBytes < 3 || (message.data[0] & 0xf0) != 0xb0 || ((message.data[1] | message.data[2]) & 0x80) != 0)
-            continue;
-
-        const int controller = message.data[1];
-        const auto value = static_cast<float> (message.data[2]) / 127.0f;
-
-        for (size_t i = 0; i < midiControllers.size(); ++i)
-        {
-            if (midiControllers[i] == learning)
-            {
-                midiControllers[i] = controller;
-                midiMapDirty = true;
-            }
-
-            if (midiControllers[i] == controller)
-                if (auto* parameter = parameterState.getParameter (paramIds[i]))
-                    parameter->sendValueChangedMessageToListeners (value);
-        }
-    }
+    midiControllers.scan (midi);
 }
 
 double VarnelReverbAudioProcessor::getTailLengthSeconds() const
@@ -295,7 +230,8 @@ void VarnelReverbAudioProcessor::setCurrentProgram (int)
 
 const juce::String VarnelReverbAudioProcessor::getProgramName (int)
 {
-    return {};
+    // A VST3 host shows a list of programs, in which the only one needs a name.
+    return wrapperType == wrapperType_VST3 ? getName() : juce::String();
 }
 
 void VarnelReverbAudioProcessor::changeProgramName (int, const juce::String&)
@@ -337,8 +273,8 @@ void VarnelReverbAudioProcessor::install (const ParameterState& state)
 
     // JUCE moves what it finds in a tree to the nearest step. A default that lies between two steps is set beforehand.
     for (size_t i = 0; i < Parameter::count; ++i)
-        if (const auto value = state.values[i]; juce::exactlyEqual (value, parameterTable[i].defaultValue) && ! juce::exactlyEqual (value, paramCallbacks[i]->rawValue->load()))
-            moveTo (i, value);
+        if (const auto value = state.values[i]; juce::exactlyEqual (value, parameterTable[i].defaultValue) && ! juce::exactlyEqual (value, rawParameters[i]->value()))
+            rawParameters[i]->moveTo (value);
 
     parameterState.replaceState (treeFromState (state));
 }

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 #pragma once
 
+#include "MidiControllerMap.h"
 #include "NksPlugin.h"
+#include "ParameterTable.h"
 #include "PresetProcessor.h"
-#include "engine/ParameterTable.h"
+#include "RawParameter.h"
 #include "engine/ReverbEngine.h"
 
 #include <juce_audio_processors/juce_audio_processors.h>
@@ -62,8 +64,8 @@ public:
 
     const juce::String getName() const override;
 
-    /** Builds the engine for a sample rate in Hz, which drops any tail. The block size is free.
-        @throws std::bad_alloc */
+    /** Builds the engine for a sample rate in Hz, which drops any tail. What cannot be a rate counts as the last one that
+        could, 44100 Hz at first. The block size is free. @throws std::bad_alloc */
     void prepareToPlay (double sampleRate, int samplesPerBlock) override;
     void releaseResources() override;
 
@@ -85,6 +87,10 @@ public:
     void setCurrentProgram (int index) override;
     const juce::String getProgramName (int index) override;
     void changeProgramName (int index, const juce::String& newName) override;
+
+    /** Tells all listeners of each parameter that is not at its default where it is. Audio thread: it takes the listeners'
+        locks, and nothing moves. */
+    void tellValuesOffDefault();
 
     /** Writes the parameter tree as XML in the layout of copyXmlToBinary(). */
     void getStateInformation (juce::MemoryBlock& destData) override;
@@ -117,11 +123,7 @@ public:
 
     juce::AudioProcessorValueTreeState parameterState;
 
-    /** The controller number of each parameter, in host order: 0 to 127, notBound or learning. */
-    std::vector<SharedValue<int>> midiControllers;
-    static constexpr int notBound = -1;
-    static constexpr int learning = -2; ///< the next controller message binds the parameter
-
+    MidiControllerMap midiControllers { midiMapDirty };
     std::vector<juce::String> paramIds;       ///< in host order
     juce::ApplicationProperties settings;     ///< message thread
     juce::File defaultPresetFile;             ///< what the constructor looked for
@@ -146,13 +148,9 @@ private:
                                    std::function<juce::String (float, int)> valueToText,
                                    std::function<float (const juce::String&)> textToValue,
                                    std::function<void (float)> onChange);
-    void readMidiMap();
-    void saveMidiMap();
     void applyDefaultPreset();
     void changeEngine (size_t index, float value);
-    void moveTo (size_t index, float value);
     void refreshEngine();
-    void scanControllers (const juce::MidiBuffer& midi);
     void install (const ParameterState& state);
     void tellHostOfPreset();
     void takeNamedPreset (NamedPreset preset);
@@ -165,6 +163,7 @@ private:
     SharedValue<juce::Thread::ThreadID> refreshFollowsOn { nullptr };
 
     std::vector<juce::ReferenceCountedObjectPtr<ParamChangeCallback>> paramCallbacks;
+    std::vector<std::unique_ptr<RawParameter>> rawParameters; // in host order
     std::atomic<juce::uint32> nksReferences { 0 };
 
     // Held by whoever reads or replaces the parameter tree from outside the parameters. The audio thread does neither.

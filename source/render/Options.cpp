@@ -2,7 +2,7 @@
 #include "Options.h"
 
 #include "Errors.h"
-#include "engine/ParameterTable.h"
+#include "processor/ParameterTable.h"
 #include "processor/Text.h"
 
 #include <CLI/CLI.hpp>

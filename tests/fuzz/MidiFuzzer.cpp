@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: AGPL-3.0-only
-// A block's MIDI, heard by the processor and answered by a host binding.
+// A block's MIDI, heard by the processor and answered.
 //
 // Input: a mask of the parameters that are learning, the block's number of samples, and then messages: position,
 // number of bytes, bytes.
 
 #include "Fuzz.h"
 
-#include "processor/HostBinding.h"
+#include "processor/ControllerAnswers.h"
 
 namespace
 {
@@ -25,15 +25,15 @@ void append (juce::MidiBuffer& midi, std::int32_t position, const uint8_t* bytes
 int LLVMFuzzerTestOneInput (const uint8_t* data, size_t size)
 {
     auto& processor = fuzz::processor();
-    static auto& binding = *new varnel::HostBinding (processor);
+    static auto& answers = *new varnel::ControllerAnswers (processor);
     fuzz::startAfresh (processor);
 
     if (size < 2)
         return 0;
 
     for (size_t i = 0; i < processor.midiControllers.size(); ++i)
-        processor.midiControllers[i] = ((data[0] >> i) & 1) != 0 ? varnel::VarnelReverbAudioProcessor::learning
-                                                                 : varnel::VarnelReverbAudioProcessor::notBound;
+        processor.midiControllers[i] = ((data[0] >> i) & 1) != 0 ? varnel::MidiControllerMap::learning
+                                                                 : varnel::MidiControllerMap::notBound;
 
     juce::AudioBuffer<float> block (2, data[1]);
     block.clear();
@@ -47,13 +47,13 @@ int LLVMFuzzerTestOneInput (const uint8_t* data, size_t size)
     }
 
     const auto before = midi;
-    binding.process (block, midi);
+    processor.processBlock (block, midi);
     REQUIRE (midi.data == before.data);
 
-    for (const auto& controller : processor.midiControllers)
-        REQUIRE (controller >= varnel::VarnelReverbAudioProcessor::learning && controller <= 127);
+    for (size_t i = 0; i < processor.midiControllers.size(); ++i)
+        REQUIRE (processor.midiControllers[i] >= varnel::MidiControllerMap::learning && processor.midiControllers[i] <= 127);
 
-    binding.answerMessages();
+    answers.answer();
     fuzz::requireSoundState (processor);
     return 0;
 }

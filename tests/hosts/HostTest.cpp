@@ -44,20 +44,35 @@ protected:
     Scanned host { GetParam() };
 };
 
-/** Starts from a settings file with a MIDI map, as after a session in which somebody has learned controllers. */
+/** The clock of a host. */
+struct PlayHead : juce::AudioPlayHead
+{
+    juce::Optional<PositionInfo> getPosition() const override
+    {
+        PositionInfo position;
+        position.setIsPlaying (isPlaying);
+        return position;
+    }
+
+    bool isPlaying = false;
+};
+
+/** Starts from settings with a MIDI map and a default preset, as after a session in which somebody has made both. */
 class HostedWithMap : public Hosted
 {
 protected:
     HostedWithMap()
     {
+        EXPECT_TRUE (preset.replaceWithText ("<ReverbParams presetName=\"\"><PARAM id=\"ReverbSize\" value=\"40\"/></ReverbParams>"));
         juce::PropertiesFile file (varnel::settingsStorage (true));
+        file.setValue (varnel::settingsKeys::defaultPreset, preset.getFullPathName());
         file.setValue (varnel::settingsKeys::initialized, 1);
         file.setValue ("4", 24); // Position
         file.setValue ("5", 64); // Effect
         EXPECT_TRUE (file.save());
     }
 
-    ~HostedWithMap() override { EXPECT_TRUE (varnel::settingsStorage (true).getDefaultFile().deleteFile()); }
+    ~HostedWithMap() override { EXPECT_TRUE (varnel::settingsStorage (true).getDefaultFile().deleteFile() && preset.deleteFile()); }
 
     /** Moves both controllers back and forth and expects the host to follow. */
     static void expectControllersToMove (juce::AudioPluginInstance& plugin)
@@ -106,10 +121,13 @@ protected:
     static void expectSoundAfterControllers (juce::AudioPluginInstance& plugin)
     {
         Reference reference (stereo, stereo, 48000.0, 512);
+        reference.binding.setParameter ("ReverbSize", 0.4f);
         reference.binding.setParameter ("Position", 0.0f);
         prepare (plugin, 48000.0, 512);
         expectSame (run (plugin, noise (2, 5000), 512), reference.run (noise (2, 5000), 512), "after controllers moved");
     }
+
+    const juce::File preset = juce::File::getSpecialLocation (juce::File::userHomeDirectory).getChildFile ("mine.xml");
 };
 
 } // namespace
@@ -276,12 +294,39 @@ TEST_P (Hosted, HasABypassOfTheHostApartFromEffect)
     EXPECT_GT (run (*plugin, silence (4096), 512).getMagnitude (0, 4096), 1e-4f) << "the tail is still there";
 }
 
-TEST_P (HostedWithMap, MovesSoundAndHostByControllers)
+TEST_P (HostedWithMap, MovesSoundAndHostByControllersWhetherItPlaysOrNot)
+{
+    for (const auto playing : { false, true })
+    {
+        PlayHead playHead;
+        playHead.isPlaying = playing;
+        const auto plugin = host.create();
+        plugin->setPlayHead (&playHead);
+        prepare (*plugin, 48000.0, 512);
+        EXPECT_TRUE (runUntil (*plugin, [&]
+                               { return juce::exactlyEqual (parameterNamed (*plugin, "Size")->getValue(), 0.4f); }))
+            << "the host sees a default preset's Size at " << parameterNamed (*plugin, "Size")->getValue();
+        expectControllersToMove (*plugin);
+        expectSoundAfterControllers (*plugin);
+        plugin->setPlayHead (nullptr);
+    }
+}
+
+TEST_P (HostedWithMap, HearsControllersFromTheNextBlockOnOffline)
 {
     const auto plugin = host.create();
+    plugin->setNonRealtime (true);
     prepare (*plugin, 48000.0, 512);
-    expectControllersToMove (*plugin);
-    expectSoundAfterControllers (*plugin);
+    Reference reference (stereo, stereo, 48000.0, 512);
+    reference.binding.setParameter ("ReverbSize", 0.4f);
+
+    for (const auto value : { 127, 0, 64 })
+    {
+        juce::MidiBuffer midi;
+        midi.addEvent (juce::MidiMessage::controllerEvent (1, 24, value), 0);
+        expectSame (run (*plugin, noise (2, 512), 512, midi), reference.run (noise (2, 512), 512), "a controller's own block");
+        reference.binding.setParameter ("Position", static_cast<float> (value) / 127.0f);
+    }
 }
 
 TEST_P (HostedWithMap, OpensItsWindowAndMovesWithIt)

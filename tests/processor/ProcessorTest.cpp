@@ -66,7 +66,7 @@ TEST (Processor, IntroducesItself)
     EXPECT_EQ (processor.getNumPrograms(), 1);
     processor.setCurrentProgram (5);
     EXPECT_EQ (processor.getCurrentProgram(), 0);
-    EXPECT_EQ (processor.getProgramName (0), "");
+    EXPECT_EQ (processor.getProgramName (0), "") << "the VST3's tests look at the one that has a name";
 
     ASSERT_EQ (processor.getBusCount (true), 1);
     ASSERT_EQ (processor.getBusCount (false), 1);
@@ -108,7 +108,7 @@ TEST (Processor, ShowsSevenParametersInTheirOrder)
         ASSERT_NE (parameter, nullptr) << row.id;
         EXPECT_EQ (parameter->getParameterID(), row.id);
         EXPECT_EQ (processor.paramIds[static_cast<size_t> (i)], row.id);
-        EXPECT_EQ (processor.midiControllers[static_cast<size_t> (i)], VarnelReverbAudioProcessor::notBound);
+        EXPECT_EQ (processor.midiControllers[static_cast<size_t> (i)], varnel::MidiControllerMap::notBound);
         EXPECT_EQ (parameter->getName (100), row.name);
         EXPECT_EQ (parameter->getLabel(), row.label);
         EXPECT_EQ (parameter->range.start, row.start);
@@ -177,6 +177,13 @@ TEST (Processor, SoundsLikeTheEngineAtTheParametersItShows)
     juce::AudioBuffer<float> silence (2, 48000);
     silence.clear();
     EXPECT_LT (host.process (silence).getMagnitude (0, 48000), 1e-6f);
+
+    // What is no rate counts as the last one that was.
+    for (const auto rate : { 0.0, -48000.0, 1e300, std::numeric_limits<double>::quiet_NaN() })
+    {
+        host.processor.prepareToPlay (rate, 512);
+        EXPECT_EQ (engine.sampleRate, 96000.0f) << rate;
+    }
 }
 
 TEST (Processor, TakesEveryBusLayoutAndABufferWithoutChannels)
@@ -187,7 +194,7 @@ TEST (Processor, TakesEveryBusLayoutAndABufferWithoutChannels)
     EXPECT_EQ (untouched.engine.numInputChannels, 0);
     juce::AudioBuffer<float> none (0, 512);
     juce::MidiBuffer midi;
-    untouched.midiControllers[2] = VarnelReverbAudioProcessor::learning;
+    untouched.midiControllers[2] = varnel::MidiControllerMap::learning;
     midi.addEvent (juce::MidiMessage::controllerEvent (3, 40, 1), 0);
     untouched.processBlock (none, midi);
     EXPECT_EQ (untouched.midiControllers[2], 40) << "controllers are heard also without audio";
@@ -223,21 +230,21 @@ TEST (Processor, LearnsControllersAndPassesTheirValuesOn)
         host.process (impulse (2, 16));
     };
 
-    map[0] = VarnelReverbAudioProcessor::learning;
-    map[4] = VarnelReverbAudioProcessor::learning;
+    map[0] = varnel::MidiControllerMap::learning;
+    map[4] = varnel::MidiControllerMap::learning;
     map[5] = 7;
 
     send (juce::MidiMessage::noteOn (1, 7, 1.0f));
     const std::vector<juce::uint8> sysex (100000, 0x0b);
     send (juce::MidiMessage::createSysExMessage (sysex.data(), static_cast<int> (sysex.size())));
-    EXPECT_EQ (map[0], VarnelReverbAudioProcessor::learning);
+    EXPECT_EQ (map[0], varnel::MidiControllerMap::learning);
     EXPECT_TRUE (listener.told.empty());
     EXPECT_FALSE (host.processor.midiMapDirty);
 
     send (juce::MidiMessage::controllerEvent (16, 7, 127));
     EXPECT_EQ (map[0], 7);
     EXPECT_EQ (map[4], 7);
-    EXPECT_EQ (map[1], VarnelReverbAudioProcessor::notBound);
+    EXPECT_EQ (map[1], varnel::MidiControllerMap::notBound);
     EXPECT_TRUE (host.processor.midiMapDirty);
     EXPECT_EQ (listener.told, (std::vector<std::pair<int, float>> { { 0, 1.0f }, { 4, 1.0f }, { 5, 1.0f } }));
 
@@ -246,7 +253,14 @@ TEST (Processor, LearnsControllersAndPassesTheirValuesOn)
     listener.told.clear();
     send (juce::MidiMessage::controllerEvent (1, 7, 0));
     EXPECT_EQ (listener.told.size(), 3u) << "controllers are heard also while bypassed";
-    EXPECT_EQ (*host.processor.parameterState.getRawParameterValue ("ReverbSize"), 33.0f) << "only an answer of the host moves a parameter";
+    EXPECT_EQ (get (host.processor, "ReverbSize"), 33.0f) << "only an answer moves a parameter";
+
+    // Nor is a value between two steps moved to one of them.
+    const auto before = static_cast<float> (host.processor.engine.outHigh.b0);
+    map[3] = 8;
+    send (juce::MidiMessage::controllerEvent (1, 8, 127));
+    EXPECT_EQ (get (host.processor, "ReverbHi"), -1.5f);
+    EXPECT_EQ (host.processor.engine.outHigh.b0, before);
 
     host.processor.removeListener (&listener);
 }

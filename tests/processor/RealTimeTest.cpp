@@ -3,7 +3,7 @@
 
 #include "RealTimeGuard.h"
 #include "Support.h"
-#include "processor/HostBinding.h"
+#include "processor/ControllerAnswers.h"
 
 #include <atomic>
 #include <cmath>
@@ -76,7 +76,6 @@ protected:
     RealTime()
     {
         processor.addListener (&listener);
-        set (processor, "ReverbHi", 0.0f); // from its default, between two steps, JUCE moves it at its first message, with another lock
         processor.prepareToPlay (48000.0, 512);
     }
 
@@ -279,10 +278,7 @@ TEST_F (RealTime, HoldsWhileControllersAreLearned)
 
 TEST_F (RealTime, HoldsInAHostThatAnswersControllers)
 {
-    varnel::HostBinding binding (processor);
-    binding.prepare (48000.0, 2048);
-    process = [&binding] (auto& block, auto& midi)
-    { binding.process (block, midi); };
+    const varnel::ControllerAnswers answers (processor);
 
     for (size_t i = 0; i < 7; ++i)
         processor.midiControllers[i] = 20 + static_cast<int> (i);
@@ -294,7 +290,7 @@ TEST_F (RealTime, HoldsInAHostThatAnswersControllers)
 
 TEST_F (RealTime, HoldsForMidiOfEveryKindAndLength)
 {
-    processor.midiControllers[1] = VarnelReverbAudioProcessor::learning;
+    processor.midiControllers[1] = varnel::MidiControllerMap::learning;
     processor.midiControllers[2] = 0x7f;
 
     juce::MidiBuffer midi;
@@ -318,7 +314,7 @@ TEST_F (RealTime, HoldsForMidiOfEveryKindAndLength)
 
     runBlocks (20, [&midi] (int)
                { return midi; });
-    EXPECT_EQ (processor.midiControllers[1], VarnelReverbAudioProcessor::learning);
+    EXPECT_EQ (processor.midiControllers[1], varnel::MidiControllerMap::learning);
 
     // With a controller among them, the host's MIDI stays as it was.
     midi.addEvent (juce::MidiMessage::controllerEvent (7, 0x11, 127), 400);

@@ -53,12 +53,15 @@ protected:
 
     static std::vector<int> map (const VarnelReverbAudioProcessor& processor)
     {
-        return { processor.midiControllers.begin(), processor.midiControllers.end() };
+        std::vector<int> numbers;
+        for (size_t i = 0; i < processor.midiControllers.size(); ++i)
+            numbers.push_back (processor.midiControllers[i]);
+        return numbers;
     }
 
     static void learn (VarnelReverbAudioProcessor& processor, size_t index, int controller)
     {
-        processor.midiControllers[index] = VarnelReverbAudioProcessor::learning;
+        processor.midiControllers[index] = varnel::MidiControllerMap::learning;
         juce::AudioBuffer<float> none;
         juce::MidiBuffer midi;
         midi.addEvent (juce::MidiMessage::controllerEvent (1, controller, 64), 0);
@@ -90,7 +93,7 @@ TEST_F (Settings, KeepTheControllerMapBetweenInstances)
         EXPECT_FALSE (second.midiMapDirty);
         learn (second, 0, 7);
         learn (second, 6, 127);
-        second.midiControllers[3] = VarnelReverbAudioProcessor::learning; // and nothing comes
+        second.midiControllers[3] = varnel::MidiControllerMap::learning; // and nothing comes
     }
     EXPECT_EQ (stored ("0"), "7");
     EXPECT_EQ (stored ("3"), "-1") << "learning ends with the instance";
@@ -99,7 +102,7 @@ TEST_F (Settings, KeepTheControllerMapBetweenInstances)
     {
         VarnelReverbAudioProcessor third;
         EXPECT_EQ (map (third), (std::vector<int> { 7, -1, -1, -1, -1, -1, 127 }));
-        third.midiControllers[0] = VarnelReverbAudioProcessor::notBound; // a detach alone is not kept
+        third.midiControllers[0] = varnel::MidiControllerMap::notBound; // a detach alone is not kept
     }
     EXPECT_EQ (map (VarnelReverbAudioProcessor()), (std::vector<int> { 7, -1, -1, -1, -1, -1, 127 }));
 

@@ -87,7 +87,7 @@ TEST_F (Standalone, AsksBeforeItCouldHowl)
         deliverMessages (300);
         screen.click (dial.translated (-40, 12));
         EXPECT_TRUE (deliverMessagesUntil ([&]
-                                           { return processor.midiControllers[4] == varnel::VarnelReverbAudioProcessor::learning; }));
+                                           { return processor.midiControllers[4] == varnel::MidiControllerMap::learning; }));
 
         auto controller = juce::MidiMessage::controllerEvent (2, 30, 127);
         controller.setTimeStamp (juce::Time::getMillisecondCounterHiRes() * 0.001);
