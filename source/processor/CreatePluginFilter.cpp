@@ -41,23 +41,40 @@ public:
 
     void processBlock (juce::AudioBuffer<float>& buffer, juce::MidiBuffer& midi) override
     {
-        if (! std::exchange (hasIntroducedItself, true))
-            introduceItself();
+        if (! hostKnowsValues)
+        {
+            hostKnowsValues = true;
+
+            // On the audio thread: from the message thread a VST3 host would take it for an edit, and call the project
+            // changed.
+            tellValuesOffDefault();
+        }
 
         VarnelReverbAudioProcessor::processBlock (buffer, midi);
     }
     using VarnelReverbAudioProcessor::processBlock;
 
-private:
-    /** Tells the host where the parameters are, on the audio thread: from the message thread a VST3 host would take it for
-        an edit, and call the project changed. */
-    void introduceItself()
+    void getStateInformation (juce::MemoryBlock& destData) override
     {
-        if (wrapperType == wrapperType_LV2 || wrapperType == wrapperType_VST3)
-            tellValuesOffDefault();
+        VarnelReverbAudioProcessor::getStateInformation (destData);
+        exchangeState();
     }
 
-    bool hasIntroducedItself = false; // audio thread
+    void setStateInformation (const void* data, int sizeInBytes) override
+    {
+        VarnelReverbAudioProcessor::setStateInformation (data, sizeInBytes);
+        exchangeState();
+    }
+
+private:
+    /** A VST3 host hands a state to its controller side as well, and would take anything told later for news. */
+    void exchangeState()
+    {
+        if (wrapperType == wrapperType_VST3)
+            hostKnowsValues = true;
+    }
+
+    varnel::SharedValue<bool> hostKnowsValues { wrapperType != wrapperType_LV2 && wrapperType != wrapperType_VST3 };
     varnel::ControllerAnswers answers { *this };
 };
 

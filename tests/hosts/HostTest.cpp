@@ -157,6 +157,8 @@ TEST_P (Hosted, IntroducesItself)
     EXPECT_TRUE (plugin->acceptsMidi());
     EXPECT_FALSE (plugin->producesMidi());
     EXPECT_TRUE (plugin->hasEditor());
+    if (! isLv2())
+        EXPECT_EQ (plugin->getProgramName (0), "Varnel Reverb");
 
     for (const auto& row : varnel::parameterTable)
     {

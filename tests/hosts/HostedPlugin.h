@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Reference.h"
+#include "processor/Product.h"
 
 /** A built bundle and the host format that reads it. */
 struct Bundle
@@ -16,11 +17,7 @@ inline const Bundle bundles[] { { "VST3", VARNEL_VST3_BUNDLE }, { "LV2", VARNEL_
 inline std::unique_ptr<juce::AudioPluginFormat> makeFormat (const Bundle& bundle)
 {
     if (juce::String (bundle.format) == "LV2")
-    {
-        // What else is installed is not looked at.
-        setenv ("LV2_PATH", juce::File (bundle.path).getParentDirectory().getFullPathName().toRawUTF8(), 1);
         return std::make_unique<juce::LV2PluginFormat>();
-    }
 
     return std::make_unique<juce::VST3PluginFormat>();
 }
@@ -33,6 +30,11 @@ struct Scanned
     {
         for (const auto& name : format->searchPathsForPlugins ({ juce::File (bundle.path).getParentDirectory().getFullPathName() }, true, false))
             format->findAllTypesForFile (found, name);
+
+        // JUCE's LV2 host looks into the system's folders too.
+        for (int i = found.size(); --i >= 0;)
+            if (found[i]->name != varnel::product::name)
+                found.remove (i);
     }
 
     std::unique_ptr<juce::AudioPluginInstance> create (double sampleRate = 48000.0, int blockSize = 512)

@@ -76,6 +76,7 @@ protected:
     RealTime()
     {
         processor.addListener (&listener);
+        set (processor, "ReverbHi", 0.0f); // at its default, between two steps, each message takes another lock
         processor.prepareToPlay (48000.0, 512);
     }
 
