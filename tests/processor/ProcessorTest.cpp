@@ -66,7 +66,10 @@ TEST (Processor, IntroducesItself)
     EXPECT_EQ (processor.getNumPrograms(), 1);
     processor.setCurrentProgram (5);
     EXPECT_EQ (processor.getCurrentProgram(), 0);
-    EXPECT_EQ (processor.getProgramName (0), "") << "the VST3's tests look at the one that has a name";
+    EXPECT_EQ (processor.getProgramName (0), "");
+    juce::AudioProcessor::setTypeOfNextNewPlugin (juce::AudioProcessor::wrapperType_VST3);
+    EXPECT_EQ (VarnelReverbAudioProcessor().getProgramName (0), "Varnel Reverb");
+    juce::AudioProcessor::setTypeOfNextNewPlugin (juce::AudioProcessor::wrapperType_Undefined);
 
     ASSERT_EQ (processor.getBusCount (true), 1);
     ASSERT_EQ (processor.getBusCount (false), 1);
