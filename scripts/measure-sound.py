@@ -75,14 +75,18 @@ class Renderer:
     def __init__(self, program, folder):
         self.program, self.folder = program, folder
 
-    def response(self, preset, seconds):
+    def render(self, arguments):
         result = self.folder / "response.wav"
-        arguments = [str(self.program), "--quiet", "--preset", str(preset), "--impulse", str(seconds), "--rate", str(RATE), str(result)]
-        done = subprocess.run(arguments, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+        command = [str(self.program), "--quiet", *arguments, str(result)]
+        done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
         if done.returncode != 0:
-            sys.exit(f"measure-sound: {' '.join(arguments)}\n{done.stdout}")
-        samples = wavfile.read(result)[1].T.astype(float)
-        samples[:, 0] = 0  # where the dry sound is, and nothing else
+            sys.exit(f"measure: {' '.join(command)}\n{done.stdout}")
+        return wavfile.read(result)[1].T.astype(float)
+
+    def impulse(self, arguments, seconds, rate=RATE):
+        """The response without the dry sound, which is in sample 0 and nowhere else."""
+        samples = self.render([*arguments, "--impulse", str(seconds), "--rate", str(rate)])
+        samples[:, 0] = 0
         return samples
 
 
@@ -92,15 +96,15 @@ def noise(seconds, t30, seed):
     return np.random.RandomState(seed).standard_normal((2, len(time))) * 10 ** (-3 * time / t30)
 
 
-def long_enough(get, least=4.0):
-    """get (seconds) until the last tenth holds less than -60 dB of the energy, for a minute at most."""
+def long_enough(get, least=4.0, longest=60.0):
+    """get (seconds) until the last tenth holds less than -60 dB of the energy, or the longest is reached."""
     seconds = least
     while True:
         response = get(seconds)
         energy = np.sum(response ** 2, axis=0)
-        if seconds >= 60 or np.sum(energy[len(energy) * 9 // 10:]) < 1e-6 * np.sum(energy):
+        if seconds >= longest or np.sum(energy[len(energy) * 9 // 10:]) < 1e-6 * np.sum(energy):
             return response
-        seconds *= 3
+        seconds = min(3 * seconds, longest)
 
 
 def peer_response(peer, plugin, value, seconds):
@@ -138,9 +142,9 @@ def from_first_sound(response):
     return response[:, np.argmax(loud > 1e-3 * np.max(loud)):]
 
 
-def per_millisecond(response):
+def per_millisecond(response, rate=RATE):
     power = np.sum(response ** 2, axis=0)
-    size = RATE // 1000
+    size = rate // 1000
     return power[:len(power) // size * size].reshape(-1, size).sum(axis=1)
 
 
@@ -148,22 +152,22 @@ def to_come(energy):
     return decibels(np.cumsum(energy[::-1])[::-1] / np.sum(energy))
 
 
-def decay(energy):
+def decay(energy, step=0.001):
     """T30 in seconds by backward integration (Schroeder 1965) over -5 to -35 dB, and its non-linearity in per mille
     (ISO 3382-2, annex B): 1000 (1 - r^2)."""
     curve = to_come(energy)
     span = np.flatnonzero((curve <= -5) & (curve >= -35))
     if len(span) < 10:
         return float("nan"), float("nan")
-    slope, r = np.polyfit(span / 1000, curve[span], 1)[0], np.corrcoef(span, curve[span])[0, 1]
+    slope, r = np.polyfit(span * step, curve[span], 1)[0], np.corrcoef(span, curve[span])[0, 1]
     return -60 / slope, 1000 * (1 - r * r)
 
 
-def octaves(response):
+def octaves(response, centres=OCTAVES, rate=RATE):
     """The response in bands of an octave, whose powers overlap and add up to 1."""
-    size = 1 << (response.shape[1] + RATE // 2).bit_length()
-    spectrum, frequencies = np.fft.rfft(response, size), np.fft.rfftfreq(size, 1 / RATE)
-    for centre in OCTAVES:
+    size = 1 << (response.shape[1] + rate // 2).bit_length()
+    spectrum, frequencies = np.fft.rfft(response, size), np.fft.rfftfreq(size, 1 / rate)
+    for centre in centres:
         distance = np.log2(np.maximum(frequencies, 1e-3) / centre)
         mask = np.where(np.abs(distance) < 1, np.cos(distance * np.pi / 2), 0)
         yield np.fft.irfft(spectrum * mask, size)[:, :response.shape[1]]
@@ -397,8 +401,11 @@ def draw(kinds, folder):
     panels("sound-sides.png", sides)
     panels("sound-decay.png", decays)
     panels("sound-modes.png", ringing)
-    checked = [str(folder / f"sound-{name}.png") for name in ("density", "sides", "decay", "modes")]
-    subprocess.run([sys.executable, str(ROOT / "scripts/check-documents.py"), "--pictures", *checked], check=True)
+    check_pictures([folder / f"sound-{name}.png" for name in ("density", "sides", "decay", "modes")])
+
+
+def check_pictures(paths):
+    subprocess.run([sys.executable, str(ROOT / "scripts/check-documents.py"), "--pictures", *map(str, paths)], check=True)
 
 
 def bank_table(results):
@@ -412,10 +419,14 @@ def versions():
     return "The others are from the packages " + ", ".join(query.stdout.split("\n")[:-1]) + ".\n"
 
 
-def replace(text, name, new):
-    start, end = f"<!-- {name}: written by scripts/measure-sound.py -->", f"<!-- end of {name} -->"
-    before, rest = text.split(start)
-    return before + start + "\n\n" + new + "\n" + end + rest.split(end)[1]
+def write_parts(path, parts, script):
+    """Puts tables between the marks that name them and the script."""
+    text = path.read_text(encoding="utf-8")
+    for name, part in parts.items():
+        start, end = f"<!-- {name}: written by scripts/{script}.py -->", f"<!-- end of {name} -->"
+        before, rest = text.split(start)
+        text = before + start + "\n\n" + part + "\n" + end + rest.split(end)[1]
+    path.write_text(text, encoding="utf-8", newline="\n")
 
 
 def main():
@@ -431,7 +442,7 @@ def main():
     parts, missing = {}, []
     with tempfile.TemporaryDirectory() as folder:
         renderer = Renderer(options.program.resolve(), pathlib.Path(folder))
-        ours_of = lambda path, name: measure(name, long_enough(lambda seconds: renderer.response(path, seconds)))
+        ours_of = lambda path, name: measure(name, long_enough(lambda seconds: renderer.impulse(["--preset", str(path)], seconds)))
 
         kinds = []
         for title, names in () if options.presets else KINDS:
@@ -473,10 +484,7 @@ def main():
         return
 
     draw(kinds, DOCUMENT.parent / "images")
-    text = DOCUMENT.read_text(encoding="utf-8")
-    for name, part in parts.items():
-        text = replace(text, name, part)
-    DOCUMENT.write_text(text, encoding="utf-8", newline="\n")
+    write_parts(DOCUMENT, parts, "measure-sound")
 
 
 if __name__ == "__main__":
