@@ -3,6 +3,7 @@
 
 #include "CaptionFace.h"
 #include "KeyboardFocus.h"
+#include "processor/Product.h"
 #include "processor/Settings.h"
 
 #include <BinaryData.h>
@@ -186,6 +187,7 @@ VarnelReverbAudioProcessorEditor::~VarnelReverbAudioProcessorEditor()
 // The processor knows no editor; what it needs to open one stands here.
 juce::AudioProcessorEditor* VarnelReverbAudioProcessor::createEditor()
 {
+    JUCE_ASSERT_MESSAGE_THREAD
     return new VarnelReverbAudioProcessorEditor (*this);
 }
 
@@ -237,7 +239,7 @@ void VarnelReverbAudioProcessorEditor::setTooltipDelay()
 
 void VarnelReverbAudioProcessorEditor::composeVersionLine()
 {
-    auto line = audioProcessor.getName() + " " VARNEL_VERSION " ";
+    auto line = audioProcessor.getName() + " " + product::version + " ";
 
     if (showBuildInfo)
         line << "(r947) hash e6619a6e";

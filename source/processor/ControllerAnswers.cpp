@@ -33,6 +33,8 @@ bool ControllerAnswers::Conversation::hasNoted (float value) const noexcept
 ControllerAnswers::ControllerAnswers (VarnelReverbAudioProcessor& processorToAnswerFor)
     : processor (processorToAnswerFor)
 {
+    JUCE_ASSERT_MESSAGE_THREAD
+
     processor.midiControllers.setAnswerer (this);
     processor.addListener (this);
     startTimer (answerInterval);
@@ -40,6 +42,8 @@ ControllerAnswers::ControllerAnswers (VarnelReverbAudioProcessor& processorToAns
 
 ControllerAnswers::~ControllerAnswers()
 {
+    JUCE_ASSERT_MESSAGE_THREAD
+
     stopTimer();
     processor.removeListener (this);
     processor.midiControllers.setAnswerer (nullptr);

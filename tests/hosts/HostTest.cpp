@@ -146,7 +146,7 @@ TEST_P (Hosted, IntroducesItself)
     }
     else
     {
-        EXPECT_EQ (description.version, VARNEL_VERSION);
+        EXPECT_EQ (description.version, varnel::product::version);
         EXPECT_EQ (description.category, "Fx|Reverb");
     }
 

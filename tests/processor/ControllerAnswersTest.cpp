@@ -7,6 +7,8 @@
 #include <atomic>
 #include <thread>
 
+juce::AudioProcessor* JUCE_CALLTYPE createPluginFilter();
+
 using varnel::VarnelReverbAudioProcessor;
 
 namespace
@@ -160,6 +162,36 @@ TEST_F (Controllers, AreOutspokenByWhoSpeaksLast)
     send ({ { 24, 0 } });
     EXPECT_EQ (heardWhileAnswering(), "4=0.000");
     parameter.endChangeGesture();
+}
+
+// What a format makes an instance with.
+TEST_F (Controllers, LeaveANewInstancesHostKnowingWhatItsDefaultPresetSet)
+{
+    const auto preset = home.getChildFile ("mine.xml");
+    ASSERT_TRUE (preset.replaceWithText ("<ReverbParams presetName=\"\"><PARAM id=\"ReverbSize\" value=\"40\"/></ReverbParams>"));
+    processor.settings.getUserSettings()->setValue (varnel::settingsKeys::defaultPreset, preset.getFullPathName());
+    processor.settings.saveIfNeeded();
+
+    for (const auto hostHasAsked : { false, true })
+    {
+        juce::AudioProcessor::setTypeOfNextNewPlugin (juce::AudioProcessor::wrapperType_VST3);
+        const std::unique_ptr<juce::AudioProcessor> instance (createPluginFilter());
+        juce::AudioProcessor::setTypeOfNextNewPlugin (juce::AudioProcessor::wrapperType_Undefined);
+        Witness host;
+        instance->addListener (&host);
+        juce::MemoryBlock state;
+        if (hostHasAsked)
+            instance->getStateInformation (state);
+
+        instance->prepareToPlay (48000.0, 64);
+        juce::AudioBuffer<float> buffer (2, 64);
+        juce::MidiBuffer none;
+        for (int block = 0; block < 2; ++block)
+            instance->processBlock (buffer, none);
+
+        EXPECT_EQ (host.heard.joinIntoString (", "), hostHasAsked ? "" : "0=0.400");
+        instance->removeListener (&host);
+    }
 }
 
 // The thread sanitizer judges.

@@ -308,10 +308,10 @@ TEST_F (RealTime, HoldsForMidiOfEveryKindAndLength)
     sysex.back() = 0xf7;
     midi.addEvent (sysex.data(), static_cast<int> (sysex.size()), 300);
 
-    // Controllers that are cut short, or whose data are none
-    midi.clear (0xb0, 0);
+    // Controllers whose data are none, and one that is cut short
     for (const auto& bytes : { std::array<juce::uint8, 3> { 0xb0, 0xff, 0x10 }, { 0xb1, 0x10, 0x80 } })
         midi.addEvent (bytes.data(), 3, 0);
+    midi.addEvent (std::array<juce::uint8, 2> { 0xb2, 0x10 }.data(), 2, 0);
 
     runBlocks (20, [&midi] (int)
                { return midi; });
