@@ -46,9 +46,16 @@ bool isSettingsFile (const juce::File& file)
     if (isUtf16 ? bytes->getSize() > firstBytes : ! isUtf8 (start, bytes->getSize()))
         return false;
 
+    const auto text = textOfFile (*bytes);
+
+    // JUCE makes characters that are none of UTF-16's pairs, and of their halves; what it then saved could not be read again.
+    for (auto character = text.getCharPointer(); isUtf16 && ! character.isEmpty(); ++character)
+        if (*character >= 0x10000 || *character == replacementCharacter)
+            return false;
+
     // The first bytes end anywhere, perhaps within a character or its number: the root has to be in front of that.
     constexpr size_t longestMark = 3;
-    const auto xml = parseSafely (textOfFile (*bytes));
+    const auto xml = parseSafely (text);
     return xml.root != nullptr && xml.endOfRootTag + longestMark <= firstBytes && juce::parseXMLIfTagMatches (file, "PROPERTIES") != nullptr;
 }
 

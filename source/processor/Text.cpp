@@ -35,7 +35,7 @@ size_t lengthOfCharacter (const unsigned char* bytes, size_t numBytes)
     return length;
 }
 
-/** Half a pair of UTF-16 that stands alone becomes U+FFFD, since it is no character. */
+/** Half a pair of UTF-16 that stands alone is no character. */
 juce::String fromUtf16 (const unsigned char* bytes, size_t numBytes, bool bigEndian)
 {
     juce::MemoryOutputStream text;
@@ -56,7 +56,7 @@ juce::String fromUtf16 (const unsigned char* bytes, size_t numBytes, bool bigEnd
         {
             const auto next = unitAt (i + 2);
             const auto isPair = character < 0xdc00 && next >= 0xdc00 && next < 0xe000;
-            character = isPair ? 0x10000 + ((character - 0xd800) << 10) + (next - 0xdc00) : 0xfffd;
+            character = isPair ? 0x10000 + ((character - 0xd800) << 10) + (next - 0xdc00) : replacementCharacter;
             i += isPair ? 2 : 0;
         }
 

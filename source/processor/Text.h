@@ -17,6 +17,9 @@ bool isUtf8 (const char* text, size_t numBytes);
 juce::String textFrom (const char* bytes, size_t numBytes);
 juce::String textFrom (const std::string& bytes);
 
+/** What stands for a character that could not be read. */
+constexpr juce::juce_wchar replacementCharacter = 0xfffd;
+
 /** The text of a file, whose first bytes may be a mark of its encoding: UTF-8 or UTF-16 of either byte order. Without
     a mark it is what textFrom() says. */
 juce::String textOfFile (const juce::MemoryBlock& bytes);
