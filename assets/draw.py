@@ -67,7 +67,7 @@ ARROW_TOP, ARROW_HEIGHT, ARROW_WIDTH = 7, 12.5, 22
 SPIN_LAMP, SWITCHES = (940, 331), ((1100, 370), (1165, 529))
 LAMP_RADIUS, LAMP_SEAT = 9, 2.5
 BEZEL = (3, 2.6)  # of the lamps that switch: from the lamp's edge, width
-TIE_TOP, TIE_HALF_WIDTH, TIE_LINE = 314, 34, 2.2  # from the caption of Spin to its lamp
+TIE_TOP, TIE_HALF_WIDTH, TIE_LINE = 315, 30, 2  # from the caption of Spin to its lamp
 
 NAME, NAME_CAPS_TOP, NAME_CAPS, NAME_SPACING = "VARNEL REVERB", 499.5, 16, 0.42
 EFFECT_RIGHT = 1138
@@ -232,10 +232,9 @@ def bezel(context, centre):
 def tie(context):
     x, y = SPIN_LAMP
     context.set_line_width(TIE_LINE)
-    for side in (-1, 1):
-        context.move_to(x + side * TIE_HALF_WIDTH, TIE_TOP - 4)
-        context.line_to(x + side * TIE_HALF_WIDTH, TIE_TOP)
-        context.line_to(x, TIE_TOP)
+    context.move_to(x - TIE_HALF_WIDTH, TIE_TOP)
+    context.line_to(x + TIE_HALF_WIDTH, TIE_TOP)
+    context.move_to(x, TIE_TOP)
     context.line_to(x, y - LAMP_RADIUS - LAMP_SEAT)
     context.stroke()
 

@@ -247,24 +247,20 @@ void StandaloneWindow::lookAtDevice()
     const auto setup = getDeviceManager().getAudioDeviceSetup();
     const auto devices = (juce::StringArray { device->getTypeName(), setup.inputDeviceName, setup.outputDeviceName }).joinIntoString (" | ");
 
-    if (properties.getValue (answeredDevices) != devices)
+    // A laptop's microphone and its loudspeakers are two devices with two names: the names say nothing.
+    const auto canHowl = ! device->getActiveInputChannels().isZero() && ! device->getActiveOutputChannels().isZero();
+
+    if (canHowl && properties.getValue (answeredDevices) != devices)
     {
-        auto muted = pluginHolder->getMuteInputValue();
-
-        // A laptop's microphone and its loudspeakers are two devices with two names.
-        muted = ! device->getActiveInputChannels().isZero() && ! device->getActiveOutputChannels().isZero();
-
-        if (muted.getValue())
-            ask ("Could this howl?",
-                 "Sound comes in from " + setup.inputDeviceName.quoted() + " and goes out to " + setup.outputDeviceName.quoted() + ". With a microphone near a loudspeaker that is a loop, which howls. The input is muted until you let it through.",
-                 { "Let it through", "Keep it muted" },
-                 [this, devices] (int button)
-                 {
-                     pluginHolder->getMuteInputValue() = button != 1;
-                     properties.setValue (answeredDevices, devices);
-                 });
-        else
-            properties.setValue (answeredDevices, devices);
+        pluginHolder->getMuteInputValue() = true;
+        ask ("Could this howl?",
+             "Sound comes in from " + setup.inputDeviceName.quoted() + " and goes out to " + setup.outputDeviceName.quoted() + ". With a microphone near a loudspeaker that is a loop, which howls. The input is muted until you let it through.",
+             { "Let it through", "Keep it muted" },
+             [this, devices] (int button)
+             {
+                 pluginHolder->getMuteInputValue() = button != 1;
+                 properties.setValue (answeredDevices, devices);
+             });
     }
 
     showNotice();
@@ -272,10 +268,11 @@ void StandaloneWindow::lookAtDevice()
 
 void StandaloneWindow::showNotice()
 {
-    const auto hasDevice = getDeviceManager().getCurrentAudioDevice() != nullptr;
-    notice.text.setText (hasDevice ? "The input is muted, so that nothing can howl." : "No sound card is in use: nothing is heard.", juce::dontSendNotification);
+    auto* const device = getDeviceManager().getCurrentAudioDevice();
+    const auto isMuted = device != nullptr && ! device->getActiveInputChannels().isZero() && static_cast<bool> (pluginHolder->getMuteInputValue().getValue());
+    notice.text.setText (device != nullptr ? "The input is muted, so that nothing can howl." : "No sound card is in use: nothing is heard.", juce::dontSendNotification);
 
-    if (const auto isNeeded = ! hasDevice || static_cast<bool> (pluginHolder->getMuteInputValue().getValue()); isNeeded != notice.isVisible())
+    if (const auto isNeeded = device == nullptr || isMuted; isNeeded != notice.isVisible())
     {
         const auto content = getContentComponent()->getBounds();
         notice.setVisible (isNeeded);

@@ -79,7 +79,7 @@ juce::Image sideBySide (const std::vector<Panel>& panels)
 /** Puts the numbers of the manual's table beside the window's parts, at 1200 by 620. */
 void numberParts (juce::Image& window)
 {
-    constexpr juce::Point<int> places[] { { 467, 34 }, { 990, 40 }, { 526, 412 }, { 56, 299 }, { 214, 299 }, { 352, 362 }, { 860, 362 }, { 878, 299 }, { 968, 331 }, { 1180, 180 }, { 1132, 370 }, { 1006, 529 }, { 484, 592 }, { 1168, 605 }, { 140, 440 } };
+    constexpr juce::Point<int> places[] { { 467, 34 }, { 990, 40 }, { 600, 424 }, { 56, 304 }, { 214, 304 }, { 352, 362 }, { 860, 362 }, { 878, 299 }, { 968, 331 }, { 1180, 180 }, { 1132, 370 }, { 1010, 529 }, { 484, 592 }, { 1168, 605 }, { 140, 440 } };
     juce::Graphics graphics (window);
     graphics.setFont (juce::FontOptions (17.0f, juce::Font::bold));
     auto number = 1;
