@@ -16,7 +16,7 @@ namespace
 constexpr int mostLevels = 256;
 constexpr int mostParts = 200000; // tags, attributes and sections of text
 
-// The parser keeps the names of tags and attributes in a sorted list, where each new one moves all behind it.
+// The names of tags and attributes go into a sorted list of the whole process, where they stay for a while.
 constexpr size_t mostNames = 1000;
 
 // Each reference within an attribute makes the parser copy what it has read of the attribute.
