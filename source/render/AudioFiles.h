@@ -1,92 +1,109 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 #pragma once
 
-#include <juce_audio_formats/juce_audio_formats.h>
+#include "SoundFormat.h"
 
+#include <cstdint>
+#include <filesystem>
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace varnel
 {
 
-/** An audio file that is read from front to back. */
-class InputAudioFile
+/** What a file says about its sound: text, cue points, loops, a broadcaster's data, the places of its channels. */
+struct Metadata;
+
+/** Where frames come from: interleaved samples, of which 1.0 is full scale. */
+class FrameSource
 {
 public:
-    /** @throws RenderError  if the file is missing, unreadable, empty, no audio, cut short, or out of bounds */
-    explicit InputAudioFile (const juce::File& fileToRead);
-    ~InputAudioFile();
+    virtual ~FrameSource() = default;
 
-    int numChannels() const;
-    double sampleRate() const; ///< Hz
-    juce::int64 numSamples() const;
-    int bits() const; ///< 16, 24, or 32 for float: the least that holds the file's samples
-
-    /** Reads the next samples into the buffer's first channels; 16 and 24 bits arrive exactly.
-        @throws RenderError  if the file ends before it should */
-    void read (juce::AudioBuffer<float>& buffer, int numSamplesToRead);
-
-private:
-    struct WatchedStream;
-
-    const juce::File file;
-    WatchedStream* stream = nullptr; // owned by the reader
-    std::unique_ptr<juce::AudioFormatReader> reader;
-    juce::int64 position = 0;
-    std::vector<std::vector<int>> samples;
-
-    JUCE_DECLARE_NON_COPYABLE (InputAudioFile)
+    /** Reads the next frames. @returns how many there are; fewer than asked for only at the end
+        @throws RenderError  if the end comes before it should */
+    virtual int read (double* interleaved, int numFrames) = 0;
 };
 
-/** An audio file that appears under its name only when it is complete. Until then it is written beside
-    the target; whatever goes wrong, destruction removes it and the old target stays. */
+/** An audio file, or standard input, that is read from front to back. */
+class InputAudioFile : public FrameSource
+{
+public:
+    enum class Passes
+    {
+        one,
+        several ///< rewind() will be called; a stream is then kept in a file without a name
+    };
+
+    /** @throws RenderError  if the file is missing, unreadable, empty, no audio, cut short, or out of bounds */
+    explicit InputAudioFile (const std::filesystem::path& file, Passes passes = Passes::one);
+    ~InputAudioFile() override;
+
+    int numChannels() const;
+    int sampleRate() const;                        ///< Hz
+    std::optional<std::int64_t> numFrames() const; ///< nothing for a stream that ends when it ends
+    Container container() const;
+    Encoding encoding() const;
+    bool isExtensible() const; ///< a WAV file with the longer form of its header
+    const Metadata& metadata() const;
+    const std::vector<std::string>& notes() const; ///< what the user should know
+
+    /** Integers of up to 32 bits and floats of up to 64 arrive exactly. */
+    int read (double* interleaved, int numFrames) override;
+
+    /** Back to the first frame. */
+    void rewind();
+
+private:
+    struct Implementation;
+    std::unique_ptr<Implementation> implementation;
+};
+
+/** What a new audio file is to be. */
+struct OutputFormat
+{
+    Container container = Container::wav;
+    Encoding encoding = Encoding::int16;
+    bool extensible = false;
+    int sampleRate = 0; ///< Hz
+    int numChannels = 0;
+    std::optional<std::int64_t> mostFrames; ///< if it is known; a WAV file that may grow beyond 4 GB is then begun as one that can
+    bool dither = false;                    ///< whether integers of up to 16 bits get triangular noise of one step where they had to be rounded
+};
+
+/** What of the metadata such a file cannot hold, in words. */
+std::vector<std::string> lostIn (const OutputFormat& format, const Metadata& metadata);
+
+/** An audio file that appears under its name only when it is complete. Until then it is written beside the target;
+    whatever goes wrong, destruction removes it and the old target stays. Standard output gets the sound as it comes, or at
+    the end where the format has to be finished first. */
 class OutputAudioFile
 {
 public:
-    struct Format
-    {
-        double sampleRate; ///< Hz
-        int numChannels;
-        std::optional<int> wantedBits; ///< 16, 24 or 32
-        int naturalBits;               ///< where nothing is wanted: these or the next lower that the format has
-    };
-
-    /** @throws UsageError   if the extension or the wanted bits are none that can be written
-        @throws RenderError  if the file cannot be written */
-    OutputAudioFile (const juce::File& fileToWrite, const Format& format);
+    /** @throws RenderError  if the file cannot be written, or the format cannot hold this sound */
+    OutputAudioFile (const std::filesystem::path& file, const OutputFormat& format, const Metadata* metadata);
     ~OutputAudioFile();
 
-    /** @throws RenderError */
-    void write (const juce::AudioBuffer<float>& buffer, int numSamplesToWrite);
+    OutputAudioFile (const OutputAudioFile&) = delete;
+    OutputAudioFile& operator= (const OutputAudioFile&) = delete;
 
-    /** Moves the file to its place. @throws RenderError */
+    /** @throws RenderError */
+    void write (const double* interleaved, int numFrames);
+
+    /** Writes all that is left to write. @throws RenderError */
+    void complete();
+
+    /** Moves the complete file to its place. @throws RenderError */
     void finish();
 
     /** How many samples did not fit an integer format. */
-    juce::int64 numClipped() const { return clipped; }
+    std::int64_t numClipped() const;
 
 private:
-    struct WatchedStream;
-
-    /** What the writer has asked of the file, and whether it came to pass. */
-    struct Account
-    {
-        juce::int64 size = 0; ///< bytes
-        bool failed = false;
-    };
-
-    [[noreturn]] void fail (const juce::String& reason);
-
-    const juce::File target;
-    juce::TemporaryFile temporary;
-    Account account;
-    std::unique_ptr<juce::FileOutputStream> stream;
-    std::unique_ptr<juce::AudioFormatWriter> writer;
-    std::vector<std::vector<int>> samples;
-    juce::int64 clipped = 0;
-
-    JUCE_DECLARE_NON_COPYABLE (OutputAudioFile)
+    struct Implementation;
+    std::unique_ptr<Implementation> implementation;
 };
 
 } // namespace varnel

@@ -15,8 +15,15 @@ ProgressBar::ProgressBar (bool enabled)
 
 ProgressBar::~ProgressBar()
 {
-    if (visible && lastShown > 0.0)
+    clear();
+}
+
+void ProgressBar::clear()
+{
+    if (isShown)
         std::fputs ("\r\033[K", stderr);
+
+    isShown = false;
 }
 
 double ProgressBar::elapsedSeconds() const
@@ -32,6 +39,7 @@ void ProgressBar::show (double fraction, double audioSeconds, const juce::String
         return;
 
     lastShown = elapsed;
+    isShown = true;
 
     constexpr int width = 30;
     const auto filled = juce::roundToInt (juce::jlimit (0.0, 1.0, fraction) * width);

@@ -21,6 +21,9 @@ public:
         @param label          what is being done */
     void show (double fraction, double audioSeconds, const juce::String& label);
 
+    /** Takes the line away until it is shown again, to make room for others. */
+    void clear();
+
     /** Since construction. */
     double elapsedSeconds() const;
 
@@ -28,6 +31,7 @@ private:
     const bool visible;
     const double start;
     double lastShown = 0.0;
+    bool isShown = false;
 
     JUCE_DECLARE_NON_COPYABLE (ProgressBar)
 };
