@@ -38,7 +38,3 @@ else()
 endif()
 
 get_target_property (VARNEL_JUCE_MODULES juce::juce_core INTERFACE_JUCE_MODULE_PATH)
-
-# A packaged JUCE brings no codecs of its own.
-find_package (PkgConfig REQUIRED)
-pkg_check_modules (AUDIO_CODECS REQUIRED IMPORTED_TARGET flac ogg vorbis vorbisenc vorbisfile)

@@ -36,7 +36,7 @@ inside apt-get -qq update
 step "Its dependencies, and nothing else"
 depends=$(dpkg-deb -f "$package" Depends)
 echo "$depends"
-for library in libasound2 libfreetype6 libfontconfig1 libflac libvorbis libx11-6; do
+for library in libasound2 libfreetype6 libfontconfig1 libsndfile1 libx11-6; do
     case $depends in *"$library"*) ;; *) fail "no dependency on $library" ;; esac
 done
 cp "$package" "$root/tmp/package.deb"
@@ -48,7 +48,9 @@ step "Installation"
 inside dpkg --install /tmp/package.deb >/dev/null
 for file in bin/varnel-render bin/varnel-reverb "lib/lv2/Varnel Reverb.lv2/manifest.ttl" \
             "lib/vst3/Varnel Reverb.vst3/Contents/Resources/moduleinfo.json" share/applications/varnel-reverb.desktop \
-            share/icons/hicolor/scalable/apps/varnel-reverb.svg share/man/man1/varnel-render.1 share/doc/varnel-reverb/copyright; do
+            share/icons/hicolor/scalable/apps/varnel-reverb.svg share/man/man1/varnel-render.1 \
+            share/bash-completion/completions/varnel-render share/zsh/vendor-completions/_varnel-render \
+            share/fish/vendor_completions.d/varnel-render.fish share/doc/varnel-reverb/copyright; do
     [ -f "$root/usr/$file" ] || fail "/usr/$file is missing"
 done
 

@@ -13,8 +13,8 @@ next_release=trixie
 packages=(
     build-essential binutils cmake ninja-build pkg-config clang-format git
     clang libclang-rt-dev valgrind # sanitizers, fuzzers
-    libcli11-dev libgtest-dev libbenchmark-dev
-    libflac-dev libogg-dev libvorbis-dev zlib1g-dev libpng-dev libjpeg-dev
+    libcli11-dev nlohmann-json3-dev libgtest-dev libbenchmark-dev
+    libsndfile1-dev libogg-dev zlib1g-dev libpng-dev libjpeg-dev
     libfreetype-dev libfontconfig1-dev
     libasound2-dev libjack-jackd2-dev
     libx11-dev libxext-dev libxinerama-dev libxrandr-dev libxcursor-dev libxcomposite-dev

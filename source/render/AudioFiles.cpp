@@ -346,12 +346,19 @@ constexpr std::pair<int, const char*> textNames[] {
     { SF_STR_GENRE, "genre" },
 };
 
-/** A record of the library whose size is only known to it. */
+/** A record of the library that ends with a text of any length.
+    @param lengthOf  the length that the record itself names */
 template <typename Record>
-std::vector<char> recordOf (SNDFILE* file, int command)
+std::vector<char> recordOf (SNDFILE* file, int command, std::uint32_t Record::*lengthOf, size_t textAt)
 {
-    std::vector<char> record (sizeof (Record));
-    return sf_command (file, command, record.data(), static_cast<int> (record.size())) == SF_TRUE ? record : std::vector<char>();
+    Record record {};
+
+    if (sf_command (file, command, &record, sizeof (record)) != SF_TRUE)
+        return {};
+
+    // The library takes back no more than there is.
+    const auto* const bytes = reinterpret_cast<const char*> (&record);
+    return { bytes, bytes + std::min (sizeof (record) - 1, textAt + record.*lengthOf) };
 }
 
 Metadata metadataOf (SNDFILE* file, int numChannels)
@@ -374,8 +381,8 @@ Metadata metadataOf (SNDFILE* file, int numChannels)
             result.cues.clear();
     }
 
-    result.broadcast = recordOf<Broadcast> (file, SFC_GET_BROADCAST_INFO);
-    result.cart = recordOf<Cart> (file, SFC_GET_CART_INFO);
+    result.broadcast = recordOf<Broadcast> (file, SFC_GET_BROADCAST_INFO, &Broadcast::coding_history_size, offsetof (Broadcast, coding_history));
+    result.cart = recordOf<Cart> (file, SFC_GET_CART_INFO, &Cart::tag_text_size, offsetof (Cart, tag_text));
 
     if (SF_INSTRUMENT loops; sf_command (file, SFC_GET_INSTRUMENT, &loops, sizeof (loops)) == SF_TRUE)
         result.loops = loops;

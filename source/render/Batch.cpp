@@ -4,6 +4,7 @@
 #include "Errors.h"
 #include "Manifest.h"
 #include "ProgressBar.h"
+#include "processor/Text.h"
 
 #include <algorithm>
 #include <condition_variable>
@@ -110,7 +111,7 @@ void requireDifferentFiles (const std::vector<Job>& jobs, const Options& options
         const auto place = placeOf (job.output);
 
         if (const auto other = outputs.emplace (place, &job); ! other.second)
-            throw UsageError (shown (job.input) + " and " + shown (other.first->second->input) + " would both become " + shown (job.output));
+            throw UsageError (shown (other.first->second->input) + " and " + shown (job.input) + " would both become " + shown (job.output));
 
         if (inputs.count (place) != 0)
             throw RenderError (job.output, std::string ("is an input file, which is never overwritten"));

@@ -4,7 +4,8 @@
 #include "Errors.h"
 #include "PresetSearch.h"
 #include "Stop.h"
-#include "presets/PresetFiles.h"
+#include "processor/PresetFile.h"
+#include "processor/Text.h"
 
 #include <cmath>
 
@@ -16,7 +17,27 @@ namespace
 
 juce::File fileNamed (const std::string& name)
 {
-    return juce::File::getCurrentWorkingDirectory().getChildFile (textFrom (name));
+    const auto text = textFrom (name);
+    return juce::File::isAbsolutePath (text) && ! text.startsWithChar ('~') ? juce::File (text) : childOf (juce::File::getCurrentWorkingDirectory(), text);
+}
+
+/** A preset by its name, or if there is none of this name by its number in the list. @throws RenderError */
+juce::File findPreset (const NamedPresets& presets, const juce::String& name)
+{
+    try
+    {
+        return presets.find (name);
+    }
+    catch (const RenderError&)
+    {
+        constexpr int mostDigits = 6;
+        const auto isNumber = name.isNotEmpty() && name.length() <= mostDigits && name.containsOnly ("0123456789");
+
+        if (const auto numbered = isNumber ? presetAt ({ &presets.user, &presets.factory }, name.getIntValue()) : juce::File(); numbered != juce::File())
+            return numbered;
+
+        throw;
+    }
 }
 
 void check (const std::string& file, const juce::Result& result)
@@ -50,22 +71,39 @@ void PluginSettings::loadState (const std::string& name)
 
 void PluginSettings::loadPreset (const std::string& name)
 {
-    const auto file = findPresetByName (textFrom (name), PresetManager (processor));
+    const auto file = findPreset (NamedPresets (processor.settings), textFrom (name));
     requireRegularFile (file.getFullPathName().toStdString());
-
-    const auto record = stateFromBinaryFile (file);
-
-    if (! record)
-        throw RenderError (file, "cannot be read: " + juce::FileInputStream (file).getStatus().getErrorMessage());
+    const auto preset = readPresetFile (file);
 
     // The plug-in itself would take anything for a preset.
-    if (const auto xml = parseStateFile (file); xml != nullptr && ! xml->hasAttribute (stateIds::presetName))
+    if (preset.form == PresetFile::Form::otherXml)
         throw RenderError (file, "is no preset: its root has no \"presetName\"");
-    else if (xml == nullptr && ! record->isComplete)
-        throw RenderError (file, "is no preset: neither XML nor a whole binary record");
+
+    if (preset.form == PresetFile::Form::noXml)
+        if (const auto record = readBinaryRecordFile (file); ! record || ! record->isComplete)
+            throw RenderError (file, "is no preset: neither XML nor a whole binary record");
 
     processor.currentPresetFile = file;
-    varnel::loadPreset (processor, file);
+
+    if (const auto result = varnel::loadPreset (processor, file); result.failed())
+        throw RenderError (file, result.getErrorMessage());
+}
+
+std::vector<PresetEntry> PluginSettings::presets()
+{
+    const NamedPresets all (processor.settings);
+    std::vector<PresetEntry> entries;
+
+    for (const auto& line : juce::StringArray::fromLines (all.list()))
+        if (line.startsWithChar (' '))
+            entries.push_back ({ line.trimStart().fromFirstOccurrenceOf ("  ", false, false).toStdString(), presetAt ({ &all.user, &all.factory }, static_cast<int> (entries.size())).getFullPathName().toStdString() });
+
+    return entries;
+}
+
+std::string PluginSettings::presetList()
+{
+    return NamedPresets (processor.settings).list().toStdString();
 }
 
 void PluginSettings::setTo (size_t index, float value)
@@ -116,7 +154,7 @@ void PluginSettings::savePreset (const std::string& file)
     const Undisturbed undisturbed;
     auto tree = processor.copyParameterState();
     tree.setProperty (stateIds::presetName, "", nullptr);
-    check (file, writePreset (tree, fileNamed (file)));
+    check (file, writePresetFile (tree, fileNamed (file)));
 }
 
 } // namespace varnel

@@ -10,6 +10,12 @@
 namespace varnel
 {
 
+/** A preset's name, which no other has, and its file. */
+struct PresetEntry
+{
+    std::string name, file;
+};
+
 /** The plug-in's parameters as a host would set, store and restore them. The message thread. */
 class PluginSettings
 {
@@ -35,7 +41,9 @@ public:
     void saveState (const std::string& file) const;
     void savePreset (const std::string& file);
 
-    VarnelReverbAudioProcessor& plugin() { return processor; }
+    /** All presets, in the order of their numbers, and the same for people to read. */
+    std::vector<PresetEntry> presets();
+    std::string presetList();
 
 private:
     void setTo (size_t index, float value);

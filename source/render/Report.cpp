@@ -2,7 +2,7 @@
 #include "Report.h"
 
 #include "Paths.h"
-#include "processor/Files.h"
+#include "processor/Text.h"
 
 #include <cmath>
 #include <cstdio>

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 #include "Batch.h"
 #include "Errors.h"
-#include "PresetSearch.h"
 #include "Report.h"
 #include "Stop.h"
 
@@ -123,6 +122,16 @@ void saveSettings (PluginSettings& settings, const Options& options)
         settings.savePreset (*options.savePreset);
 }
 
+Json presetsObject (const std::vector<PresetEntry>& presets)
+{
+    auto all = Json::array();
+
+    for (const auto& preset : presets)
+        all.push_back ({ { "number", all.size() }, { "name", preset.name }, { "file", preset.file } });
+
+    return all;
+}
+
 /** Prints lists and values. */
 void answer (PluginSettings& settings, const Options& options)
 {
@@ -130,7 +139,7 @@ void answer (PluginSettings& settings, const Options& options)
         print (stdout, options.json ? parametersObject().dump (2) + "\n" : parameterList());
 
     if (options.listPresets)
-        print (stdout, presetList (PresetManager (settings.plugin())).toStdString());
+        print (stdout, options.json ? presetsObject (settings.presets()).dump (2) + "\n" : settings.presetList());
 
     if (options.show)
         print (stdout, options.json ? lineOf (jsonOf (settings.values())) + "\n" : valueList (settings.values()));
