@@ -19,7 +19,7 @@ struct Options
 
     std::optional<std::string> state;  ///< a host chunk or binary record to start from
     std::optional<std::string> preset; ///< a preset to start from: its name, "Folder/Name", number or path
-    std::vector<Setting> settings;
+    std::vector<TypedSetting> settings;
     std::vector<RandomRange> random;
     std::uint64_t seed = 0;
     Treatment treatment;

@@ -126,7 +126,7 @@ std::string numberText (float value)
     return { text, std::to_chars (text, text + sizeof (text), value).ptr };
 }
 
-Setting parseSetting (const std::string& text)
+TypedSetting parseSetting (const std::string& text)
 {
     const auto context = "--set " + text;
     const auto [name, value] = splitAt (text, '=');

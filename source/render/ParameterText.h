@@ -14,7 +14,7 @@ namespace varnel
 using ParameterValues = std::array<float, Parameter::count>;
 
 /** A parameter and a value for it, as somebody typed them. */
-struct Setting
+struct TypedSetting
 {
     size_t index = 0;  ///< of the parameter
     std::string typed; ///< the parameter's name as it was typed
@@ -30,7 +30,7 @@ struct RandomRange
 };
 
 /** Reads "Size=20", "size=20%", "Lo=-3dB", "Insert Mode=off". @throws UsageError  that lists what there is */
-Setting parseSetting (const std::string& text);
+TypedSetting parseSetting (const std::string& text);
 
 /** Reads "Size=10:60". @throws UsageError */
 RandomRange parseRandomRange (const std::string& text);

@@ -115,7 +115,7 @@ void PluginSettings::setTo (size_t index, float value)
         binding.setParameter (id, processor.parameterState.getParameter (id)->convertTo0to1 (value));
 }
 
-std::optional<std::string> PluginSettings::set (const Setting& setting)
+std::optional<std::string> PluginSettings::set (const TypedSetting& setting)
 {
     setTo (setting.index, setting.value);
     const auto became = values()[setting.index];

@@ -30,7 +30,7 @@ public:
     void loadPreset (const std::string& name);
 
     /** Sets a parameter. @returns what became of a value between two steps, if it was one */
-    std::optional<std::string> set (const Setting& setting);
+    std::optional<std::string> set (const TypedSetting& setting);
 
     /** Sets all of them, as they once were. */
     void set (const ParameterValues& values);

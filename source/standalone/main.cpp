@@ -4,21 +4,14 @@
 #include "StandaloneWindow.h"
 #include "processor/Settings.h"
 
+#include <CLI/CLI.hpp>
+
 #include <csignal>
 #include <cstdio>
-#include <string_view>
+#include <iostream>
 
 namespace
 {
-
-constexpr auto help = "Usage: varnel-reverb\n"
-                      "Opens the reverb in a window of its own, between the inputs and the outputs of a sound card or a JACK\n"
-                      "server. All MIDI inputs are heard. Settings and sound are kept from one run to the next.\n"
-                      "\n"
-                      "  --help     shows this\n"
-                      "  --version  shows the version\n"
-                      "\n"
-                      "To put the reverb on files, see varnel-render.\n";
 
 std::sig_atomic_t volatile stopRequested = 0;
 
@@ -80,17 +73,32 @@ juce::JUCEApplicationBase* createApp()
 
 int main (int argc, char** argv)
 {
-    for (int i = 1; i < argc; ++i)
+    CLI::App app { "Opens the reverb in a window of its own, between the inputs and the outputs of a sound card or a JACK\n"
+                   "server. All MIDI inputs are heard. Settings and sound are kept from one run to the next.",
+                   "varnel-reverb" };
+    app.footer ("To put the reverb on files, see varnel-render.");
+    app.set_help_flag ("-h,--help", "Print this");
+    app.set_version_flag ("-V,--version", "varnel-reverb " VARNEL_VERSION, "Print the version");
+    app.allow_extras();
+
+    try
     {
-        const std::string_view argument (argv[i]);
+        app.parse (argc, argv);
+    }
+    catch (const CLI::Success& request) // --help, --version
+    {
+        app.exit (request);
+        return std::cout.flush() ? 0 : 1;
+    }
+    catch (const CLI::ParseError& error)
+    {
+        std::fprintf (stderr, "varnel-reverb: %s\nTry varnel-reverb --help\n", error.what());
+        return 2;
+    }
 
-        if (argument == "--help" || argument == "-h")
-            return std::fputs (help, stdout) < 0 ? 1 : 0;
-
-        if (argument == "--version")
-            return std::puts ("varnel-reverb " VARNEL_VERSION) < 0 ? 1 : 0;
-
-        std::fprintf (stderr, "varnel-reverb: unknown argument \"%s\"\nTry varnel-reverb --help\n", argv[i]);
+    if (const auto unknown = app.remaining(); ! unknown.empty())
+    {
+        std::fprintf (stderr, "varnel-reverb: unknown argument \"%s\"\nTry varnel-reverb --help\n", unknown.front().c_str());
         return 2;
     }
 
