@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 #include "Manifest.h"
+#include "processor/Product.h"
 
 #include "Errors.h"
 #include "Report.h"
@@ -111,8 +112,8 @@ Job jobOf (const Json& object)
     job.values = valuesOf (object.at ("settings"));
     job.treatment = treatmentOf (object.at ("treatment"));
 
-    if (const std::string version = object.at ("version"); version != VARNEL_VERSION)
-        job.notes.push_back ("the manifest is of version " + version + "; this is " VARNEL_VERSION);
+    if (const std::string version = object.at ("version"); version != product::version)
+        job.notes.push_back ("the manifest is of version " + version + "; this is " + product::version);
 
     if (job.output.empty() || (job.input.empty() && ! job.treatment.impulseSeconds) || ! (job.treatment.fadeSeconds >= 0.0 && job.treatment.fadeSeconds <= 3600.0) || (! job.treatment.channels.empty() && job.treatment.channels.size() != 2))
         throw std::out_of_range ("no such file could have been made");
@@ -143,7 +144,7 @@ void Manifest::add (const Job& job, const RenderSummary& summary)
     object["treatment"] = objectOf (job.treatment);
     object["frames"] = summary.numFrames;
     object["seed"] = seed;
-    object["version"] = VARNEL_VERSION;
+    object["version"] = product::version;
     const auto line = lineOf (object) + "\n";
 
     if (write (file, line.data(), line.size()) != static_cast<ssize_t> (line.size()))

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 #include "Options.h"
+#include "processor/Product.h"
 
 #include "Errors.h"
 #include "SampleRates.h"
@@ -106,7 +107,7 @@ void addReports (CLI::App& app, Options& options)
     app.add_flag ("--dry-run", options.dryRun, "Say what would be done, and do nothing");
     app.add_flag ("-q,--quiet", options.quiet, "Print errors only");
     app.set_help_flag ("-h,--help", "Print this");
-    app.set_version_flag ("-V,--version", "varnel-render " VARNEL_VERSION, "Print the version");
+    app.set_version_flag ("-V,--version", std::string ("varnel-render ") + product::version, "Print the version");
 }
 
 /** @returns whether there is anything left to do. @throws UsageError */

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 #pragma once
 
-#include "engine/ParameterTable.h"
+#include "processor/ParameterTable.h"
 
 #include <array>
 #include <cstdint>

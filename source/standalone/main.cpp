@@ -2,6 +2,7 @@
 // The program varnel-reverb.
 
 #include "StandaloneWindow.h"
+#include "processor/Product.h"
 #include "processor/Settings.h"
 
 #include <CLI/CLI.hpp>
@@ -20,7 +21,7 @@ class StandaloneApp : public juce::JUCEApplication,
 {
 public:
     const juce::String getApplicationName() override { return "Varnel Reverb"; }
-    const juce::String getApplicationVersion() override { return VARNEL_VERSION; }
+    const juce::String getApplicationVersion() override { return varnel::product::version; }
     bool moreThanOneInstanceAllowed() override { return true; }
 
     void initialise (const juce::String&) override
@@ -78,7 +79,7 @@ int main (int argc, char** argv)
                    "varnel-reverb" };
     app.footer ("To put the reverb on files, see varnel-render.");
     app.set_help_flag ("-h,--help", "Print this");
-    app.set_version_flag ("-V,--version", "varnel-reverb " VARNEL_VERSION, "Print the version");
+    app.set_version_flag ("-V,--version", std::string ("varnel-reverb ") + varnel::product::version, "Print the version");
     app.allow_extras();
 
     try

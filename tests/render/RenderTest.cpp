@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 // The program varnel-render, run as a person or a script would run it.
 
+#include "processor/Product.h"
 #include "processor/Settings.h"
 #include "processor/VarnelReverbAudioProcessor.h"
 
@@ -101,7 +102,7 @@ protected:
     }
 
     /** Expects one line on standard error that holds all the words, no output file and nothing left behind. */
-    void expectRefusal (const Result& result, int status, std::initializer_list<const char*> words) const
+    void expectRefusal (const Result& result, int status, const std::vector<const char*>& words) const
     {
         EXPECT_EQ (result.status, status) << result.err;
         EXPECT_EQ (result.out, "");
@@ -555,7 +556,7 @@ TEST_F (Render, SetsParametersByIdOrName)
     EXPECT_TRUE (render ("--show --set Hi=-1.3").err.contains ("Hi moves in steps of 0.2")) << "a value between two steps is reported";
 
     write ("in.wav", audio (2, 3000));
-    const std::pair<const char*, std::initializer_list<const char*>> refusals[] {
+    const std::pair<const char*, std::vector<const char*>> refusals[] {
         { "Siize=3", { "Siize", "ReverbSize", "Insert Mode" } },
         { "sIze=101", { "sIze goes from 0 to 100" } },
         { "Size=nan", { "a number" } },
@@ -617,7 +618,7 @@ TEST_F (Render, StartsFromStatesAndPresetsAndWritesThem)
     file ("text.xml").replaceWithText ("Nothing");
     file ("entity.xml").replaceWithText ("<!DOCTYPE a [<!ENTITY e '7'>]><a presetName='&e;'/>");
     shell ("mkfifo pipe");
-    const std::tuple<const char*, int, std::initializer_list<const char*>> refusals[] {
+    const std::tuple<const char*, int, std::vector<const char*>> refusals[] {
         { "in.wav out.wav --state none.chunk", 1, { "none.chunk", "no such file" } },
         { "in.wav out.wav --state older.qvz", 1, { "older.qvz", "neither \"VC2!\" nor \"Ostr\"" } },
         { "in.wav out.wav --state cut.chunk", 1, { "cut.chunk", "cannot be parsed" } },
@@ -726,7 +727,7 @@ TEST_F (Render, KeepsOutOfTheUsersSettings)
 
 TEST_F (Render, AnswersQuestionsAndRefusesWrongUsage)
 {
-    EXPECT_EQ (render ("-V").out.trim(), "varnel-render " VARNEL_VERSION);
+    EXPECT_EQ (render ("-V").out.trim(), juce::String ("varnel-render ") + varnel::product::version);
     const auto help = render ("-h").out;
 
     for (const auto* wrong : { "", "in.wav", "in.wav out.wav more", "--nonsense in.wav out.wav", "in.wav out.wav --block 0", "in.wav out.wav --bits 12", "in.wav out.wav --tail -1", "in.wav out.wav --tail forever", "in.wav out.wav --format mp5", "in.wav out.wav --gain 3 --normalise 0" })
@@ -763,7 +764,7 @@ TEST_F (Render, RefusesBadInputInOneLine)
     write ("secret.wav", audio (1, 10));
     shell ("mkfifo pipe.wav; chmod 0 secret.wav; mkdir folder.wav");
 
-    std::vector<std::pair<juce::String, std::initializer_list<const char*>>> refusals {
+    std::vector<std::pair<juce::String, std::vector<const char*>>> refusals {
         { "missing.wav", { "missing.wav", "no such file" } },
         { "folder.wav", { "is a folder" } },
         { "empty.wav", { "empty.wav", "is empty" } },
@@ -800,7 +801,7 @@ TEST_F (Render, LeavesTheTargetAloneUnlessAllIsWell)
     write ("in.wav", audio (2, 60000));
     const auto original = bytes ("in.wav");
     shell ("ln in.wav hard.wav; ln -s in.wav soft.wav; mkdir folder.wav; mkfifo pipe.wav; mkdir -m 555 closed");
-    std::vector<std::pair<juce::String, std::initializer_list<const char*>>> refusals {
+    std::vector<std::pair<juce::String, std::vector<const char*>>> refusals {
         { "in.wav", { "in.wav", "never overwritten" } },
         { "hard.wav", { "never overwritten" } },
         { "soft.wav", { "never overwritten" } },

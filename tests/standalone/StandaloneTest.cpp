@@ -3,6 +3,7 @@
 
 #include "editor/XScreen.h"
 #include "hosts/JackServer.h"
+#include "processor/Product.h"
 #include "standalone/StandaloneWindow.h"
 
 using varnel::StandaloneWindow;
@@ -153,6 +154,6 @@ TEST_F (FreshHome, SaysWhatIsMissing)
     EXPECT_EQ (help.exitStatus(), 0);
     EXPECT_TRUE (help.printed().startsWith ("Usage: varnel-reverb"));
     EXPECT_EQ (version.exitStatus(), 0);
-    EXPECT_EQ (version.printed(), "varnel-reverb " VARNEL_VERSION "\n");
+    EXPECT_EQ (version.printed(), juce::String ("varnel-reverb ") + varnel::product::version + "\n");
     EXPECT_EQ (wrong.exitStatus(), 2);
 }
