@@ -152,7 +152,7 @@ TEST_F (FreshHome, SaysWhatIsMissing)
 
     Program help ({ VARNEL_REVERB_PROGRAM, "--help" }), version ({ VARNEL_REVERB_PROGRAM, "--version" }), wrong ({ VARNEL_REVERB_PROGRAM, "song.wav" });
     EXPECT_EQ (help.exitStatus(), 0);
-    EXPECT_TRUE (help.printed().startsWith ("Usage: varnel-reverb"));
+    EXPECT_TRUE (help.printed().contains ("Usage: varnel-reverb"));
     EXPECT_EQ (version.exitStatus(), 0);
     EXPECT_EQ (version.printed(), juce::String ("varnel-reverb ") + varnel::product::version + "\n");
     EXPECT_EQ (wrong.exitStatus(), 2);
