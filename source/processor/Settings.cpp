@@ -30,6 +30,26 @@ juce::String settingsFolder (const juce::File& parent)
     return parent.getChildFile ("Application Support").getChildFile (product::folder).getFullPathName();
 }
 
+/** Whether JUCE can write an element on one line, as it does with one that it finds within a setting: for an element that
+    follows text it looks for a line's end that it does not have. */
+bool fitsOneLine (const juce::XmlElement& element)
+{
+    auto isBehindText = false;
+
+    for (const auto* child : element.getChildIterator())
+    {
+        if (isBehindText && ! child->isTextElement())
+            return false;
+
+        if (! fitsOneLine (*child))
+            return false;
+
+        isBehindText = child->isTextElement();
+    }
+
+    return true;
+}
+
 /** Whether JUCE reads a file as XML settings, and without danger. It reads twice: the first bytes, for the name of the
     root, and then all of it. */
 bool isSettingsFile (const juce::File& file)
@@ -56,7 +76,7 @@ bool isSettingsFile (const juce::File& file)
     // The first bytes end anywhere, perhaps within a character or its number: the root has to be in front of that.
     constexpr size_t longestMark = 3;
     const auto xml = parseSafely (text);
-    return xml.root != nullptr && xml.endOfRootTag + longestMark <= firstBytes && juce::parseXMLIfTagMatches (file, "PROPERTIES") != nullptr;
+    return xml.root != nullptr && fitsOneLine (*xml.root) && xml.endOfRootTag + longestMark <= firstBytes && juce::parseXMLIfTagMatches (file, "PROPERTIES") != nullptr;
 }
 
 bool putAside (const juce::File& file)
