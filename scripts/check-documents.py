@@ -35,6 +35,7 @@ NOT_RUN = {
     r"scripts/(screenshot|check-package|check-everywhere)\.sh": "takes minutes and, some of them, root",
     r"(sudo )?cmake --(preset|build|install) ": "scripts/test.sh does all of it",
     r"ctest ": "scripts/test.sh does it",
+    r"ffmpeg ": "needs ffmpeg, which nothing else here does, and a film",
 }
 
 
@@ -59,7 +60,8 @@ def commands(text):
             if fence in ("sh", "bash", "console") and line.strip() and not line.lstrip().startswith("#"):
                 yield number, line.strip(), True
         elif line.startswith("    ") and is_command(line.strip()):
-            yield number, line.strip(), True
+            if not lines[number - 2].endswith("\\"):  # or else it is the end of another program's command
+                yield number, line.strip(), True
         else:
             # A command in backticks may go on in the next line.
             joined = previous + line
@@ -126,6 +128,9 @@ class Sandbox:
         for name in ("drums.flac", "drums.wav", "strings.flac", "in.aiff", "in.ogg"):
             fault = self.run(f"varnel-render --quiet --set Effect=off voice.wav {name}")
             assert fault is None, fault
+        for name in ("recordings", "dry"):
+            (folder / name).mkdir()
+            shutil.copy(folder / "voice.wav", folder / name / f"{name}.wav")
 
     def run(self, command):
         """None, or what went wrong."""
