@@ -85,7 +85,7 @@ void addTreatment (CLI::App& app, Options& options, Words& words)
     const auto gain = app.add_option ("--gain", treatment.gain, "Make all louder or, below 0, softer")->type_name ("DB")->check (CLI::Range (-200.0, 200.0));
     app.add_option ("--normalise", treatment.normalise, "Make the highest sample this loud; takes two passes")->type_name ("DBFS")->check (CLI::Range (-200.0, 200.0))->excludes (gain);
     const auto mono = app.add_flag ("--mono", treatment.mono, "Write one channel: of a mono file its own, else the mean of both sides");
-    app.add_option ("--channels", treatment.channels, "Which two channels of many go through, counted from 1; the others stay dry")->type_name ("A,B")->delimiter (',')->expected (2);
+    app.add_option ("--channels", treatment.channels, "Which two channels of many go through, counted from 1; the others stay dry")->type_name ("A,B")->delimiter (',')->expected (2)->allow_extra_args (false);
     app.add_option ("--block", treatment.blockSize, "Frames in a block; the result does not depend on it")->type_name ("N")->check (CLI::Range (1, 1 << 20))->capture_default_str();
 
     const auto impulse = app.add_option ("--impulse", treatment.impulseSeconds, "Write the impulse response of this length, left and right driven together");

@@ -466,7 +466,7 @@ TEST_F (Render, TreatsTheSoundAsAsked)
 
     // Which of many channels go through, and a note if that was not said
     write ("four.wav", audio (4, 3000, 44100, SF_FORMAT_WAV | SF_FORMAT_FLOAT));
-    EXPECT_EQ (render ("four.wav chosen.wav --channels 4,2 --tail 0 --fade 0").err, "");
+    EXPECT_EQ (render ("--channels 4,2 four.wav chosen.wav --tail 0 --fade 0").err, "");
     auto pair = audio (4, 3000);
     pair = { 2, 44100, 0, pair.only ({ 3, 1 }) };
     EXPECT_EQ (read ("chosen.wav").only ({ 3, 1 }), processed (pair, 2));
