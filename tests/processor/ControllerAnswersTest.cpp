@@ -185,6 +185,7 @@ TEST_F (Controllers, LeaveANewInstancesHostKnowingWhatItsDefaultPresetSet)
 
         instance->prepareToPlay (48000.0, 64);
         juce::AudioBuffer<float> buffer (2, 64);
+        buffer.clear();
         juce::MidiBuffer none;
         for (int block = 0; block < 2; ++block)
             instance->processBlock (buffer, none);
