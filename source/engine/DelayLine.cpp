@@ -7,15 +7,12 @@
 namespace varnel
 {
 
-std::int32_t DelayLine::sizeFor (float sampleRate, float capacitySeconds) noexcept
+void DelayLine::setUp (float newSampleRate, float capacitySeconds)
 {
     // Two samples more than the delay: the sample just written and the oldest of the interpolation.
-    return static_cast<std::int32_t> (::exp2f (::ceilf (::log2f (capacitySeconds * sampleRate + 2.0f))));
-}
+    const auto newSize = static_cast<std::int32_t> (::exp2f (::ceilf (::log2f (capacitySeconds * newSampleRate + 2.0f))));
 
-void DelayLine::setUp (float newSampleRate, std::int32_t newSize, float* newBuffer) noexcept
-{
-    buffer = newBuffer;
+    buffer = std::make_unique<float[]> (static_cast<std::size_t> (newSize));
     sampleRate = newSampleRate;
     size = newSize;
     mask = newSize - 1;
@@ -23,7 +20,11 @@ void DelayLine::setUp (float newSampleRate, std::int32_t newSize, float* newBuff
     delayWhole = 0;
     delayFraction = 0.0f;
     writeIndex = 0;
-    std::fill_n (buffer, size, 0.0f);
+}
+
+void DelayLine::clear() noexcept
+{
+    std::fill_n (buffer.get(), size, 0.0f);
 }
 
 } // namespace varnel

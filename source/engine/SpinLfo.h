@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 #pragma once
 
-#include "Arithmetic.h"
-
-#include <array>
+#include "Lanes.h"
 
 namespace varnel
 {
@@ -16,7 +14,7 @@ struct SpinLfo
         @param increment  cycles per sample, 0 to 1
         @param depth      in seconds
         @returns the offsets of the four taps in seconds, each between -depth and depth */
-    static std::array<float, 4> step (float& phase, float increment, float depth) noexcept
+    static Lanes step (float& phase, float increment, float depth) noexcept
     {
         const auto p = wrap (phase + increment);
         const auto q = wrap (p + 0.125f);
@@ -24,12 +22,11 @@ struct SpinLfo
         const auto u = wrap (r + 0.125f);
 
         phase = p;
-        return { triangle (p) * depth, triangle (q) * depth, triangle (r) * depth, triangle (u) * depth };
+        return ((magnitude (Lanes { p, q, r, u }) - 0.25f) * 4.0f) * depth;
     }
 
 private:
     static float wrap (float phase) noexcept { return phase - (phase > 0.5f ? 1.0f : 0.0f); }
-    static float triangle (float phase) noexcept { return (std::abs (phase) - 0.25f) * 4.0f; }
 };
 
 } // namespace varnel
