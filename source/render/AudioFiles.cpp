@@ -148,6 +148,22 @@ struct FileBytes : Bytes
     int error = 0; ///< of the last read that failed
 };
 
+/** A file's descriptor, which is closed also where opening goes no further. */
+struct Descriptor
+{
+    Descriptor() = default;
+    Descriptor (const Descriptor&) = delete;
+    Descriptor& operator= (const Descriptor&) = delete;
+
+    ~Descriptor()
+    {
+        if (number >= 0)
+            close (number);
+    }
+
+    int number = -1;
+};
+
 /** A stream: its beginning is kept for as long as its header is looked at, and then it runs through. */
 struct StreamBytes : Bytes
 {
@@ -539,14 +555,6 @@ struct InputAudioFile::Implementation
         check();
     }
 
-    ~Implementation()
-    {
-        sound.reset();
-
-        if (opened >= 0)
-            close (opened);
-    }
-
     [[noreturn]] void fail (const std::string& reason) const
     {
         if (file == standardStream)
@@ -558,12 +566,12 @@ struct InputAudioFile::Implementation
     void openFile()
     {
         requireRegularFile (file);
-        opened = open (file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+        opened.number = open (file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
 
-        if (opened < 0)
+        if (opened.number < 0)
             fail (std::string ("cannot be read: ") + std::strerror (errno));
 
-        openRegular (opened);
+        openRegular (opened.number);
     }
 
     /** A file that can be read anywhere. */
@@ -794,7 +802,7 @@ struct InputAudioFile::Implementation
     FileBytes fileBytes;
     StreamBytes streamBytes;
     std::optional<NamelessFile> spool;
-    int opened = -1;
+    Descriptor opened;
     Bytes* bytes = nullptr;
     SoundFile sound;
     SF_INFO info = {};

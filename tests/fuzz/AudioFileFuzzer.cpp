@@ -7,6 +7,12 @@
 #include "render/Errors.h"
 #include "render/SampleRates.h"
 
+/** libsndfile 1.2.0 forgets what it began of a Vorbis stream whose header is damaged: 6 kB for each such file. */
+extern "C" const char* __lsan_default_suppressions()
+{
+    return "leak:vorbis_info_init";
+}
+
 int LLVMFuzzerTestOneInput (const uint8_t* data, size_t size)
 {
     fuzz::environment();

@@ -422,6 +422,10 @@ TEST_F (Render, RendersFoldersAsEachFileByItself)
     EXPECT_TRUE (render ("--recursive dry --output-folder wet --suffix -wet --overwrite" + how).err.contains ("3 made"));
     EXPECT_EQ (bytes ("wet/one-wet.wav"), bytes ("again/wet/one-wet.wav"));
 
+    // Bad files leave nothing open, so there may be any number of them.
+    ASSERT_EQ (shell ("mkdir many; for i in $(seq 60); do echo no sound >many/$i.wav; done; cp dry/one.wav many/good.wav").status, 0);
+    EXPECT_TRUE (render ("many --recursive --output-folder well --jobs 1", "ulimit -n 40;").err.contains ("1 made, 0 kept as they were, 60 failed"));
+
     // Nothing begins that could not end well.
     expectRefusal (render ("--output-folder out dry"), 1, { "dry", "is a folder", "--recursive" });
     expectRefusal (render ("--output-folder out dry/one.wav dry/a/../one.wav"), 2, { "dry/one.wav and dry/a/../one.wav would both become" });
