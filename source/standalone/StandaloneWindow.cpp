@@ -2,6 +2,7 @@
 #include "StandaloneWindow.h"
 
 #include "AudioSettings.h"
+#include "processor/Product.h"
 
 #include <cstdio>
 #include <utility>
@@ -75,7 +76,7 @@ void StandaloneWindow::Notice::resized()
 
 //==============================================================================
 StandaloneWindow::StandaloneWindow (juce::PropertySet& settings)
-    : StandaloneFilterWindow ("Varnel Reverb", windowColour(), std::make_unique<Holder> (settings)),
+    : StandaloneFilterWindow (product::name, windowColour(), std::make_unique<Holder> (settings)),
       properties (settings)
 {
     JUCE_ASSERT_MESSAGE_THREAD

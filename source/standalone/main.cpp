@@ -20,7 +20,7 @@ class StandaloneApp : public juce::JUCEApplication,
                       private juce::Timer
 {
 public:
-    const juce::String getApplicationName() override { return "Varnel Reverb"; }
+    const juce::String getApplicationName() override { return varnel::product::name; }
     const juce::String getApplicationVersion() override { return varnel::product::version; }
     bool moreThanOneInstanceAllowed() override { return true; }
 
