@@ -21,10 +21,9 @@ struct AllpassStage
     float coefficient = 0.0f;  ///< -1 to 1, both excluded
     float lastFiltered = 0.0f; ///< the delay's output behind both shelves, from the sample before
 
-    /** Silences the loop: buffer, shelves and lastFiltered. */
+    /** Silences the loop but for the delay, whose memory is the bank's: shelves and lastFiltered. */
     void clear() noexcept
     {
-        delay.clear();
         low.state = 0.0f;
         high.state = 0.0f;
         lastFiltered = 0.0f;

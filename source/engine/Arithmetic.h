@@ -55,4 +55,11 @@ inline float addProduct (float sum, float x, float gain) noexcept
     return sum + x * gain;
 }
 
+/** One step of the one-pole glide by which settings reach the sound, of a float or of lanes. */
+template <typename FloatOrLanes>
+FloatOrLanes glide (FloatOrLanes current, FloatOrLanes target, float coefficient) noexcept
+{
+    return ((target - current) * coefficient + current) + denormalGuard;
+}
+
 } // namespace varnel

@@ -7,12 +7,15 @@
 namespace varnel
 {
 
-void DelayLine::setUp (float newSampleRate, float capacitySeconds)
+std::int32_t DelayLine::sizeFor (float sampleRate, float capacitySeconds) noexcept
 {
     // Two samples more than the delay: the sample just written and the oldest of the interpolation.
-    const auto newSize = static_cast<std::int32_t> (::exp2f (::ceilf (::log2f (capacitySeconds * newSampleRate + 2.0f))));
+    return static_cast<std::int32_t> (::exp2f (::ceilf (::log2f (capacitySeconds * sampleRate + 2.0f))));
+}
 
-    buffer = std::make_unique<float[]> (static_cast<std::size_t> (newSize));
+void DelayLine::setUp (float newSampleRate, std::int32_t newSize, float* newBuffer) noexcept
+{
+    buffer = newBuffer;
     sampleRate = newSampleRate;
     size = newSize;
     mask = newSize - 1;
@@ -20,11 +23,7 @@ void DelayLine::setUp (float newSampleRate, float capacitySeconds)
     delayWhole = 0;
     delayFraction = 0.0f;
     writeIndex = 0;
-}
-
-void DelayLine::clear() noexcept
-{
-    std::fill_n (buffer.get(), size, 0.0f);
+    std::fill_n (buffer, size, 0.0f);
 }
 
 } // namespace varnel

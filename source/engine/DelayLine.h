@@ -1,18 +1,17 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 #pragma once
 
-#include "Lanes.h"
-
-#include <memory>
+#include "Arithmetic.h"
 
 namespace varnel
 {
 
-/** A ring of samples whose length is a power of two, with a whole-sample and an interpolated read.
+/** A ring of samples whose length is a power of two, with a whole-sample and an interpolated read. Its memory is a
+    DelayBank's.
 
     Used by the audio thread alone; setUp() must not run at the same time as any other operation.
     The delay has no clamp. Whatever it is set to, an index stays inside the buffer, but what is read
-    is meaningful only for a delay of 0 up to the capacity given to setUp().
+    is meaningful only for a delay of 0 up to the capacity that the size is for.
 */
 struct DelayLine
 {
@@ -23,37 +22,19 @@ struct DelayLine
     std::int32_t delayWhole = 0; ///< floor of delaySamples
     float delayFraction = 0.0f;  ///< delaySamples - delayWhole, 0 up to 1
     std::int32_t writeIndex = 0; ///< where the next sample goes, 0 to mask
-    std::unique_ptr<float[]> buffer;
+    float* buffer = nullptr;     ///< size samples
 
-    /** Replaces the buffer by a silent one that holds at least capacitySeconds, and sets the delay to 0.
-        @throws std::bad_alloc  if there is no memory; the line is then as it was. */
-    void setUp (float newSampleRate, float capacitySeconds);
+    /** @returns the size of a line that holds at least so many seconds */
+    static std::int32_t sizeFor (float sampleRate, float capacitySeconds) noexcept;
 
-    /** Silences the buffer. The delay and the place of writing stay. */
-    void clear() noexcept;
+    /** Gives the line a silent buffer, and sets the delay to 0. */
+    void setUp (float newSampleRate, std::int32_t newSize, float* newBuffer) noexcept;
 
     void setDelay (float seconds) noexcept
     {
         delaySamples = sampleRate * seconds;
         delayWhole = wholeFloor (delaySamples);
         delayFraction = delaySamples - static_cast<float> (delayWhole);
-    }
-
-    /** setDelay() of four lines at once, which must have the same sample rate. */
-    static void setDelays (DelayLine& line0, DelayLine& line1, DelayLine& line2, DelayLine& line3, Lanes seconds) noexcept
-    {
-        const auto samples = line0.sampleRate * seconds;
-        const auto whole = wholeFloor (samples);
-        const auto fraction = samples - toFloat (whole);
-
-        DelayLine* const lines[] { &line0, &line1, &line2, &line3 };
-
-        for (int i = 0; i < 4; ++i)
-        {
-            lines[i]->delaySamples = samples[i];
-            lines[i]->delayWhole = whole[i];
-            lines[i]->delayFraction = fraction[i];
-        }
     }
 
     /** Writes a sample and returns the one delayWhole samples older; with a delay of 0, the same one. */
@@ -75,25 +56,26 @@ struct DelayLine
         // Indices grow towards newer samples, so xm1 is the newer neighbour of x0. With a delay below
         // one sample there is none: the slot after the newest sample holds the oldest one.
         const auto r = readIndex();
-        const auto x0 = at (r);
-        const auto x1 = at (r - 1);
-        const auto x2 = at (r - 2);
-        const auto xm1 = at (r + (delayWhole > 0 ? 1u : 0u));
-
-        const auto f = delayFraction;
-        const auto v = x0 - x1;
-        const auto c = (x1 - xm1) * 0.5f;
-        const auto w = v + c;
-        const auto a = (x2 - x0) * 0.5f + (v + w);
-        const auto b = w + a;
-        const auto out = ((a * f - b) * f + c) * f + x0;
+        const auto out = hermite (at (r - 2), at (r - 1), at (r), at (r + (delayWhole > 0 ? 1u : 0u)), delayFraction);
 
         advance();
         return out;
     }
 
+    /** The curve through four neighbours, oldest first, at a fraction of a sample before x0, of a float or of lanes. */
+    template <typename FloatOrLanes>
+    static FloatOrLanes hermite (FloatOrLanes x2, FloatOrLanes x1, FloatOrLanes x0, FloatOrLanes xm1, FloatOrLanes fraction) noexcept
+    {
+        const auto v = x0 - x1;
+        const auto c = (x1 - xm1) * 0.5f;
+        const auto w = v + c;
+        const auto a = (x2 - x0) * 0.5f + (v + w);
+        const auto b = w + a;
+        return ((a * fraction - b) * fraction + c) * fraction + x0;
+    }
+
 private:
-    void write (float in) noexcept { buffer[static_cast<std::uint32_t> (writeIndex)] = in; }
+    void write (float in) noexcept { buffer[writeIndex] = in; }
     // Unsigned, because indices wrap
     std::uint32_t readIndex() const noexcept { return static_cast<std::uint32_t> (writeIndex) - static_cast<std::uint32_t> (delayWhole); }
     float at (std::uint32_t index) const noexcept { return buffer[index & static_cast<std::uint32_t> (mask)]; }

@@ -3,18 +3,26 @@
 
 #include "Arithmetic.h"
 
+#include <bit>
 #include <cstring>
+
+/** @file
+    Four numbers that share a register and are worked on side by side, by means of the compiler's vector types. Each lane is
+    rounded as a lone float is. Where there are no such types, or VARNEL_PLAIN_LOOP is defined, VARNEL_HAS_LANES is not.
+
+    Names of lanes count from 0. "Lower" are lanes 0 and 1, "upper" are lanes 2 and 3.
+*/
+
+#if defined(__has_builtin) && ! defined(VARNEL_PLAIN_LOOP)
+    #if __has_builtin(__builtin_shufflevector) && __has_builtin(__builtin_convertvector)
+        #define VARNEL_HAS_LANES 1
+    #endif
+#endif
+
+#if VARNEL_HAS_LANES
 
 namespace varnel
 {
-
-/** @file
-    Four numbers that are worked on side by side. Where the compiler has vector types they share a
-    register; elsewhere they are four separate operations. Either way each lane is rounded as a lone
-    float is, so the choice shows in the speed alone.
-*/
-
-#if (defined(__GNUC__) || defined(__clang__)) && ! defined(VARNEL_PLAIN_LANES)
 
 using Lanes = float __attribute__ ((vector_size (16)));
 using WholeLanes = std::int32_t __attribute__ ((vector_size (16)));
@@ -23,11 +31,57 @@ using WholeLanes = std::int32_t __attribute__ ((vector_size (16)));
 // clang-format off
 inline Lanes toFloat (WholeLanes x) noexcept { return __builtin_convertvector (x, Lanes); }
 inline WholeLanes truncate (Lanes x) noexcept { return __builtin_convertvector (x, WholeLanes); }
+
+template <int... lanes>
+Lanes shuffled (Lanes a, Lanes b) noexcept { return __builtin_shufflevector (a, b, lanes...); } // 4 to 7 are those of b
 // clang-format on
+
+inline Lanes lowerOfBoth (Lanes a, Lanes b) noexcept
+{
+    return shuffled<0, 1, 4, 5> (a, b);
+}
+inline Lanes upperOfBoth (Lanes a, Lanes b) noexcept
+{
+    return shuffled<2, 3, 6, 7> (a, b);
+}
+inline Lanes lowerAndUpper (Lanes a, Lanes b) noexcept
+{
+    return shuffled<0, 1, 6, 7> (a, b);
+}
+inline Lanes zippedLower (Lanes a, Lanes b) noexcept
+{
+    return shuffled<0, 4, 1, 5> (a, b);
+}
+inline Lanes zippedUpper (Lanes a, Lanes b) noexcept
+{
+    return shuffled<2, 6, 3, 7> (a, b);
+}
+
+inline Lanes splat (float x) noexcept
+{
+    return Lanes { x, x, x, x };
+}
 
 inline Lanes magnitude (Lanes x) noexcept
 {
-    return x < 0.0f ? -x : x;
+    return std::bit_cast<Lanes> (std::bit_cast<WholeLanes> (x) & 0x7fffffff);
+}
+
+/** x where the mask is set, 0 elsewhere. */
+inline Lanes where (WholeLanes mask, Lanes x) noexcept
+{
+    return std::bit_cast<Lanes> (mask & std::bit_cast<WholeLanes> (x));
+}
+
+/** Whether any lane of a mask is set. */
+inline bool any (WholeLanes mask) noexcept
+{
+    struct Halves
+    {
+        std::uint64_t lower, upper;
+    };
+    const auto halves = std::bit_cast<Halves> (mask);
+    return (halves.lower | halves.upper) != 0;
 }
 
 /** wholeFloor() of each lane. */
@@ -37,83 +91,20 @@ inline WholeLanes wholeFloor (Lanes x) noexcept
     return truncated + (toFloat (truncated) > x); // a comparison of lanes gives -1 where it holds
 }
 
-#else
-
-template <typename Type>
-struct FourOf
+template <typename Vector = Lanes, typename Type>
+Vector loadLanes (const Type* source) noexcept
 {
-    Type lane[4];
-
-    Type operator[] (int i) const noexcept { return lane[i]; }
-
-    template <typename Function>
-    auto map (Function function) const noexcept
-    {
-        return FourOf<decltype (function (lane[0]))> { { function (lane[0]), function (lane[1]), function (lane[2]), function (lane[3]) } };
-    }
-};
-
-using Lanes = FourOf<float>;
-using WholeLanes = FourOf<std::int32_t>;
-
-inline Lanes operator+ (Lanes a, Lanes b) noexcept
-{
-    return { { a[0] + b[0], a[1] + b[1], a[2] + b[2], a[3] + b[3] } };
-}
-inline Lanes operator- (Lanes a, Lanes b) noexcept
-{
-    return { { a[0] - b[0], a[1] - b[1], a[2] - b[2], a[3] - b[3] } };
-}
-inline Lanes operator+ (Lanes a, float b) noexcept
-{
-    return a.map ([b] (float x)
-                  { return x + b; });
-}
-inline Lanes operator- (Lanes a, float b) noexcept
-{
-    return a.map ([b] (float x)
-                  { return x - b; });
-}
-inline Lanes operator* (Lanes a, float b) noexcept
-{
-    return a.map ([b] (float x)
-                  { return x * b; });
-}
-inline Lanes operator* (float a, Lanes b) noexcept
-{
-    return b * a;
-}
-
-inline Lanes magnitude (Lanes x) noexcept
-{
-    return x.map ([] (float value)
-                  { return value < 0.0f ? -value : value; });
-}
-
-inline Lanes toFloat (WholeLanes x) noexcept
-{
-    return x.map ([] (std::int32_t value)
-                  { return static_cast<float> (value); });
-}
-
-inline WholeLanes wholeFloor (Lanes x) noexcept
-{
-    return x.map ([] (float value)
-                  { return wholeFloor (value); });
-}
-
-#endif
-
-inline Lanes loadLanes (const float* source) noexcept
-{
-    Lanes lanes;
+    Vector lanes;
     std::memcpy (&lanes, source, sizeof (lanes));
     return lanes;
 }
 
-inline void storeLanes (Lanes lanes, float* destination) noexcept
+template <typename Vector, typename Type>
+void storeLanes (Vector lanes, Type* destination) noexcept
 {
     std::memcpy (destination, &lanes, sizeof (lanes));
 }
 
 } // namespace varnel
+
+#endif

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 #include "ReverbEngine.h"
 
+#include "Lanes.h"
+
 #include <algorithm>
 #include <cmath>
 #include <initializer_list>
@@ -24,13 +26,6 @@ constexpr float percent = 0.00999999978f;
 float gainOfDecibels (float decibels) noexcept
 {
     return ::exp2f (decibels * log2GainPerDecibel);
-}
-
-/** One step of the one-pole glide. */
-template <typename FloatOrLanes>
-FloatOrLanes glide (FloatOrLanes current, FloatOrLanes target, float coefficient) noexcept
-{
-    return ((target - current) * coefficient + current) + denormalGuard;
 }
 
 /** Holds the higher of two magnitudes; one that is not a number raises nothing. */
@@ -77,24 +72,8 @@ void ReverbEngine::setUp (double newSampleRate)
     sampleRate = static_cast<float> (newSampleRate);
 
     // Capacities in seconds: the longest delay at the largest size and full modulation, with room to spare.
-    preDelayL.setUp (sampleRate, 0.025f);
-    preDelayR.setUp (sampleRate, 0.025f);
-    tankDelayL.setUp (sampleRate, 0.25f);
-    tankDelayR.setUp (sampleRate, 0.23f);
-
-    diffuserL1.delay.setUp (sampleRate, 0.07f);
-    diffuserL2.delay.setUp (sampleRate, 0.09f);
-    diffuserL3.delay.setUp (sampleRate, 0.11f);
-    diffuserR1.delay.setUp (sampleRate, 0.08f);
-    diffuserR2.delay.setUp (sampleRate, 0.10f);
-    diffuserR3.delay.setUp (sampleRate, 0.12f);
-
-    tankL1.delay.setUp (sampleRate, 0.15f);
-    tankL2.delay.setUp (sampleRate, 0.18f);
-    tankL3.delay.setUp (sampleRate, 0.21f);
-    tankR1.delay.setUp (sampleRate, 0.14f);
-    tankR2.delay.setUp (sampleRate, 0.16f);
-    tankR3.delay.setUp (sampleRate, 0.19f);
+    // The order is that of the smoothed values, which the fast loop relies on.
+    bank.setUp (sampleRate, { { { &preDelayL, 0.025f }, { &preDelayR, 0.025f }, { &diffuserL1.delay, 0.07f }, { &diffuserL2.delay, 0.09f }, { &diffuserL3.delay, 0.11f }, { &diffuserR1.delay, 0.08f }, { &diffuserR2.delay, 0.10f }, { &diffuserR3.delay, 0.12f }, { &tankL1.delay, 0.15f }, { &tankL2.delay, 0.18f }, { &tankL3.delay, 0.21f }, { &tankDelayL, 0.25f }, { &tankR1.delay, 0.14f }, { &tankR2.delay, 0.16f }, { &tankR3.delay, 0.19f }, { &tankDelayR, 0.23f } } });
 
     const auto piOverSampleRate = 3.14159274f / sampleRate;
 
@@ -127,6 +106,7 @@ void ReverbEngine::setUp (double newSampleRate)
     activeSmoothCoeff = 1.0f;
 
     sizeTrim = 1.0f;
+    changed();
 }
 
 void ReverbEngine::prepare (double newSampleRate, int newNumInputChannels)
@@ -147,8 +127,7 @@ void ReverbEngine::prepare (double newSampleRate, int newNumInputChannels)
 
 void ReverbEngine::clear() noexcept
 {
-    for (auto* line : { &preDelayL, &preDelayR, &tankDelayL, &tankDelayR })
-        line->clear();
+    bank.clear();
 
     for (auto* stage : allpassStages())
         stage->clear();
@@ -178,13 +157,52 @@ void ReverbEngine::processBlock (float* const* channels, int numChannels, int nu
     {
         takeSettings();
 
-        const auto loudest = numChannels >= 2 ? processSamples<true> (channels, numSamples) : processSamples<false> (channels, numSamples);
+        const bool isStereo = numChannels >= 2;
+        auto* const right = channels[isStereo ? 1 : 0];
+        Peaks peaks;
+        process ({ channels[0], right, numInputChannels >= 2 ? right : channels[0], isStereo, numSamples }, peaks);
 
-        if (loudest >= loudestSound || ! isSound())
+        publish (peakInL, peaks.inL);
+        publish (peakInR, peaks.inR);
+        publish (peakOutL, peaks.outL);
+        publish (peakOutR, peaks.outR);
+
+        if (std::max (peaks.outL, peaks.outR) >= loudestSound || ! isSound())
             clear();
     }
 
     wasBypassed = bypass;
+}
+
+/** Gives the fast loop what it may have, and the plain one the rest. */
+void ReverbEngine::process (const Stretch& block, Peaks& peaks) noexcept
+{
+    const auto numSamples = block.numSamples;
+    int done = 0;
+
+#if VARNEL_HAS_LANES
+    if (goals.mayRunFast && ! plainLoopOnly)
+    {
+        if (activeSmoothCoeff != smoothCoeff)
+        {
+            plainLoop (block.from (0, 1), peaks); // a first sample, which does not glide
+            bank.copyStarts();
+            done = 1;
+        }
+
+        if (const auto most = (numSamples - done) / 4 * 4; most > 0)
+        {
+            fastLoop (block.from (done, most), peaks);
+            done += most;
+        }
+    }
+#endif
+
+    if (done < numSamples)
+    {
+        plainLoop (block.from (done, numSamples - done), peaks);
+        bank.copyStarts();
+    }
 }
 
 /** Whether all that the tank and the output hold may be sound. What is no number stays in a stage's shelves, and so in
@@ -203,9 +221,31 @@ bool ReverbEngine::isSound() const noexcept
     return sum < loudestSound; // not so for what is no number
 }
 
-/** Hands the stages what was set since the last block. */
+/** To be called behind every change of a setting: the next block will take all of them. */
+void ReverbEngine::changed() noexcept
+{
+    numChanges.fetch_add (1, std::memory_order_release);
+}
+
+/** Takes over what was set since the last block. */
 void ReverbEngine::takeSettings() noexcept
 {
+    const auto now = numChanges.load (std::memory_order_acquire);
+
+    if (now == numTaken)
+        return;
+
+    numTaken = now;
+    std::copy (preDelayTarget.begin(), preDelayTarget.end(), goals.preDelay.begin());
+    std::copy (diffuserTarget.begin(), diffuserTarget.end(), goals.diffuser.begin());
+    std::copy (tankTarget.begin(), tankTarget.end(), goals.tank.begin());
+    goals.spinIncrement = spinIncrement;
+    goals.spinDepth = spinDepth;
+    goals.sizeTrim = sizeTrim;
+    goals.decay = decayGain;
+    goals.weights = weights();
+    goals.mayRunFast = mayRunFast();
+
     for (auto* tank : { &tankL1, &tankL2, &tankL3, &tankR1, &tankR2, &tankR3 })
         tank->coefficient = tankCoefficient;
 
@@ -226,60 +266,72 @@ void ReverbEngine::takeSettings() noexcept
     outHigh.giveTo (outHighR);
 }
 
-template <bool stereo>
-float ReverbEngine::processSamples (float* const* channels, int numSamples) noexcept
+/** Whether every delay, on its way to the goals, keeps clear of both ends of its line: the fast loop reads before it writes. */
+bool ReverbEngine::mayRunFast() const noexcept
 {
-    float* const left = channels[0];
-    float* const right = stereo ? channels[1] : channels[0];
-    const float* const rightInput = numInputChannels >= 2 ? right : left;
+    const bool willGlide = activeSmoothCoeff == smoothCoeff; // or else jumps
+    const auto depth = std::max (std::abs (goals.spinDepth), willGlide ? std::abs (spinDepthCurrent) : 0.0f);
 
-    // Settings, as they stand at the start of the block
-    const auto earlyGoal0 = Lanes { preDelayTarget[0], preDelayTarget[1], diffuserTarget[0], diffuserTarget[1] };
-    const auto earlyGoal1 = Lanes { diffuserTarget[2], diffuserTarget[3], diffuserTarget[4], diffuserTarget[5] };
-    const auto tankGoalL = Lanes { tankTarget[0], tankTarget[1], tankTarget[2], tankTarget[3] };
-    const auto tankGoalR = Lanes { tankTarget[4], tankTarget[5], tankTarget[6], tankTarget[7] };
-    const float spinStep = spinIncrement, spinDepthGoal = spinDepth;
-    const float steadySmoothing = smoothCoeff, decay = decayGain, sizeTrimGoal = sizeTrim;
-    const auto weight = weights();
-
-    // State that the loop holds in registers
-    auto earlyNow0 = Lanes { preDelayCurrent[0], preDelayCurrent[1], diffuserCurrent[0], diffuserCurrent[1] };
-    auto earlyNow1 = loadLanes (&diffuserCurrent[2]);
-    auto tankNowL = loadLanes (&tankCurrent[0]);
-    auto tankNowR = loadLanes (&tankCurrent[4]);
-    float phase = spinPhase, smoothing = activeSmoothCoeff, spinDepthNow = spinDepthCurrent, sizeTrimNow = sizeTrimCurrent;
-    float highestInL = 0.0f, highestInR = 0.0f, highestOutL = 0.0f, highestOutR = 0.0f;
-
-    for (int i = 0; i < numSamples; ++i)
+    const auto isClear = [&] (const DelayLine& line, float goal, float current, float modulation)
     {
-        const auto inL = left[i];
-        const auto inR = rightInput[i];
-        raise (highestInL, inL);
-        raise (highestInR, inR);
+        const auto [shortest, longest] = std::minmax (goal, willGlide ? current : goal);
+        return (shortest - modulation) * sampleRate >= DelayBank::shortestDelay && (longest + modulation) * sampleRate <= static_cast<float> (line.size) - DelayBank::shortestDelay;
+    };
+
+    const DelayLine* const diffusers[] { &diffuserL1.delay, &diffuserL2.delay, &diffuserL3.delay, &diffuserR1.delay, &diffuserR2.delay, &diffuserR3.delay };
+    const DelayLine* const tanks[] { &tankL1.delay, &tankL2.delay, &tankL3.delay, &tankDelayL, &tankR1.delay, &tankR2.delay, &tankR3.delay, &tankDelayR };
+    bool allClear = isClear (preDelayL, goals.preDelay[0], preDelayCurrent[0], 0.0f) && isClear (preDelayR, goals.preDelay[1], preDelayCurrent[1], 0.0f);
+
+    for (std::size_t i = 0; i < 6; ++i)
+        allClear = allClear && isClear (*diffusers[i], goals.diffuser[i], diffuserCurrent[i], 0.0f);
+
+    for (std::size_t i = 0; i < 8; ++i)
+        allClear = allClear && isClear (*tanks[i], goals.tank[i], tankCurrent[i], depth);
+
+    return allClear;
+}
+
+void ReverbEngine::plainLoop (const Stretch& block, Peaks& peaks) noexcept
+{
+    const auto weight = goals.weights;
+    float phase = spinPhase;
+
+    const auto glideTo = [this] (float& current, float goal)
+    { return current = glide (current, goal, activeSmoothCoeff); };
+
+    for (int i = 0; i < block.numSamples; ++i)
+    {
+        const auto inL = block.left[i];
+        const auto inR = block.rightInput[i];
+        raise (peaks.inL, inL);
+        raise (peaks.inR, inR);
 
         // Pre-delay
-        earlyNow0 = glide (earlyNow0, earlyGoal0, smoothing);
-        DelayLine::setDelays (preDelayL, preDelayR, diffuserL1.delay, diffuserL2.delay, earlyNow0);
+        preDelayL.setDelay (glideTo (preDelayCurrent[0], goals.preDelay[0]));
+        preDelayR.setDelay (glideTo (preDelayCurrent[1], goals.preDelay[1]));
         const auto preL = preDelayL.pushWhole (inL);
         const auto preR = preDelayR.pushWhole (inR);
 
         // Diffusers
-        earlyNow1 = glide (earlyNow1, earlyGoal1, smoothing);
-        DelayLine::setDelays (diffuserL3.delay, diffuserR1.delay, diffuserR2.delay, diffuserR3.delay, earlyNow1);
+        AllpassStage* const diffusers[] { &diffuserL1, &diffuserL2, &diffuserL3, &diffuserR1, &diffuserR2, &diffuserR3 };
+        for (std::size_t j = 0; j < 6; ++j)
+            diffusers[j]->delay.setDelay (glideTo (diffuserCurrent[j], goals.diffuser[j]));
         const auto earlyL = diffuserL3.processWhole (diffuserL2.processWhole (diffuserL1.processWhole<true> (preL)));
         const auto earlyR = diffuserR3.processWhole (diffuserR2.processWhole (diffuserR1.processWhole<true> (preR)));
 
         // Spin: the left branch's delays move one way, the right branch's the other
-        spinDepthNow = glide (spinDepthNow, spinDepthGoal, smoothing);
-        const auto spin = SpinLfo::step (phase, spinStep, spinDepthNow);
-        tankNowL = glide (tankNowL, tankGoalL, smoothing);
-        tankNowR = glide (tankNowR, tankGoalR, smoothing);
-        DelayLine::setDelays (tankL1.delay, tankL2.delay, tankL3.delay, tankDelayL, tankNowL + spin);
-        DelayLine::setDelays (tankR1.delay, tankR2.delay, tankR3.delay, tankDelayR, tankNowR - spin);
+        const auto spin = SpinLfo::step (phase, goals.spinIncrement, glideTo (spinDepthCurrent, goals.spinDepth));
+        DelayLine* const tankL[] { &tankL1.delay, &tankL2.delay, &tankL3.delay, &tankDelayL };
+        DelayLine* const tankR[] { &tankR1.delay, &tankR2.delay, &tankR3.delay, &tankDelayR };
+        for (std::size_t j = 0; j < 4; ++j)
+        {
+            tankL[j]->setDelay (glideTo (tankCurrent[j], goals.tank[j]) + spin[j]);
+            tankR[j]->setDelay (glideTo (tankCurrent[4 + j], goals.tank[4 + j]) - spin[j]);
+        }
 
         // Tank: each branch hears the early signal and the end of the other branch
-        const auto intoL = (tankFeedbackR * decay + earlyL) + denormalGuard;
-        const auto intoR = (tankFeedbackL * decay + earlyR) + denormalGuard;
+        const auto intoL = (tankFeedbackR * goals.decay + earlyL) + denormalGuard;
+        const auto intoR = (tankFeedbackL * goals.decay + earlyR) + denormalGuard;
         const auto branchL = tankL3.processHermite (tankL2.processHermite (tankL1.processHermite (intoL)));
         const auto branchR = tankR3.processHermite (tankR2.processHermite (tankR1.processHermite (intoR)));
         const auto lateL = tankHighL.process (tankLowL.process (branchL));
@@ -294,43 +346,23 @@ float ReverbEngine::processSamples (float* const* channels, int numSamples) noex
         const auto filteredR = outHighR.process (outLowR.process (wetR));
 
         // Trim, width, and the sum with the dry signal
-        sizeTrimNow = glide (sizeTrimNow, sizeTrimGoal, smoothing);
-        const auto trimmedL = filteredL * sizeTrimNow;
-        const auto trimmedR = sizeTrimNow * filteredR;
+        const auto trim = glideTo (sizeTrimCurrent, goals.sizeTrim);
+        const auto trimmedL = filteredL * trim;
+        const auto trimmedR = trim * filteredR;
         const auto mid = (trimmedL + trimmedR) * midGain;
         const auto side = (trimmedL - trimmedR) * sideGain;
         const auto outL = addProduct ((mid + side) * weight.wet, inL, weight.dry);
         const auto outR = addProduct ((mid - side) * weight.wet, inR, weight.dry);
 
-        if constexpr (stereo)
-        {
-            left[i] = outL;
-            right[i] = outR;
-            raise (highestOutL, outL);
-            raise (highestOutR, outR);
-        }
-        else
-        {
-            left[i] = (outL + outR) * 0.5f;
-            raise (highestOutL, left[i]);
-        }
+        block.left[i] = block.isStereo ? outL : (outL + outR) * 0.5f;
+        block.right[i] = block.isStereo ? outR : block.left[i];
+        raise (peaks.outL, block.left[i]);
+        raise (peaks.outR, block.right[i]);
 
-        smoothing = steadySmoothing;
+        activeSmoothCoeff = smoothCoeff;
     }
 
-    preDelayCurrent = { earlyNow0[0], earlyNow0[1] };
-    diffuserCurrent = { earlyNow0[2], earlyNow0[3], earlyNow1[0], earlyNow1[1], earlyNow1[2], earlyNow1[3] };
-    storeLanes (tankNowL, &tankCurrent[0]);
-    storeLanes (tankNowR, &tankCurrent[4]);
-    spinDepthCurrent = spinDepthNow;
-    sizeTrimCurrent = sizeTrimNow;
-    activeSmoothCoeff = smoothing;
     spinPhase = phase;
-    publish (peakInL, highestInL);
-    publish (peakInR, highestInR);
-    publish (peakOutL, highestOutL);
-    publish (peakOutR, stereo ? highestOutR : highestOutL);
-    return std::max (highestOutL, highestOutR);
 }
 
 //==============================================================================
@@ -344,6 +376,7 @@ void ReverbEngine::setSize (float value) noexcept
 {
     sizeSetting.set (value, [this] (float v)
                      { writeSize (v); });
+    changed();
 }
 
 void ReverbEngine::writeSize (float v) noexcept
@@ -400,6 +433,7 @@ void ReverbEngine::setSpin (float value) noexcept
                      {
         spinIncrement = inverseSampleRate * x;
         spinDepth = x * milliseconds; });
+    changed();
 }
 
 void ReverbEngine::setLow (float value) noexcept
@@ -408,6 +442,7 @@ void ReverbEngine::setLow (float value) noexcept
                     {
         outLow.design (decibels);
         innerLow.design (gainInside (decibels)); });
+    changed();
 }
 
 void ReverbEngine::setHigh (float value) noexcept
@@ -416,6 +451,7 @@ void ReverbEngine::setHigh (float value) noexcept
                      {
         outHigh.design (decibels);
         innerHigh.design (gainInside (decibels)); });
+    changed();
 }
 
 void ReverbEngine::setPosition (float value) noexcept
@@ -456,6 +492,7 @@ void ReverbEngine::setWeights() noexcept
     lateGainL = lateGainR = late;
     dryGainL = dryGainR = dry;
     wetGainL = wetGainR = wet;
+    changed();
 }
 
 } // namespace varnel

@@ -2,6 +2,8 @@
 #pragma once
 
 #include "AllpassStage.h"
+#include "DelayBank.h"
+#include "SharedValue.h"
 #include "SpinLfo.h"
 
 #include <array>
@@ -152,6 +154,9 @@ public:
     SharedShelf<LowShelf> innerLow, outLow; ///< of the fourteen pairs inside the reverb, and of the pair at each output
     SharedShelf<HighShelf> innerHigh, outHigh;
 
+    /** Has every sample worked out by the plain loop. The fast one gives the same to the bit: this is for comparing them. */
+    bool plainLoopOnly = false;
+
 private:
     /** How much of each signal is in the wet sum and in the output, on both sides. */
     struct Weights
@@ -159,20 +164,56 @@ private:
         float early, late, dry, wet;
     };
 
+    /** The settings as the audio thread has taken them over. */
+    struct Goals
+    {
+        std::array<float, 2> preDelay;
+        std::array<float, 6> diffuser;
+        std::array<float, 8> tank;
+        float spinIncrement, spinDepth, sizeTrim, decay;
+        Weights weights;
+        bool mayRunFast; ///< whether all delays on the way to these goals are long enough for the fast loop
+    };
+
+    /** A stretch of a block. */
+    struct Stretch
+    {
+        float *left, *right;     ///< in and out; right is for the output in stereo
+        const float* rightInput; ///< right or left
+        bool isStereo;
+        int numSamples;
+
+        Stretch from (int start, int count) const noexcept { return { left + start, right + start, rightInput + start, isStereo, count }; }
+    };
+
+    /** The highest magnitudes in a block. */
+    struct Peaks
+    {
+        float inL = 0.0f, inR = 0.0f, outL = 0.0f, outR = 0.0f;
+    };
+
     Setting sizeSetting, spinSetting, lowSetting, highSetting;
+    std::atomic<std::uint32_t> numChanges { 0 }; ///< of settings
+    std::uint32_t numTaken = 0;                  ///< numChanges when they were last taken over
+    Goals goals {};
+    DelayBank bank;
+
+    struct FastLoop;
 
     std::array<AllpassStage*, 12> allpassStages() noexcept;
     void clear() noexcept;
     bool isSound() const noexcept;
     Weights weights() const noexcept;
     void setWeights() noexcept;
-    void takeSettings() noexcept;
     void writeSize (float v) noexcept;
+    void changed() noexcept;
+    void takeSettings() noexcept;
+    bool mayRunFast() const noexcept;
+    void process (const Stretch&, Peaks&) noexcept;
 
-    /** The sample loop. It stays a function of its own so that scripts/check-loop.sh can look at it.
-        @returns the highest magnitude of the output, of the samples that are numbers */
-    template <bool stereo>
-    [[gnu::noinline]] float processSamples (float* const* channels, int numSamples) noexcept;
+    // The sample loops. They stay functions of their own so that scripts/check-loop.sh can look at them.
+    [[gnu::noinline]] void plainLoop (const Stretch&, Peaks&) noexcept;
+    [[gnu::noinline]] void fastLoop (const Stretch&, Peaks&) noexcept; ///< of a multiple of four samples
 };
 
 } // namespace varnel

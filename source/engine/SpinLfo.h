@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 #pragma once
 
-#include "Lanes.h"
+#include "Arithmetic.h"
+
+#include <array>
 
 namespace varnel
 {
@@ -14,7 +16,7 @@ struct SpinLfo
         @param increment  cycles per sample, 0 to 1
         @param depth      in seconds
         @returns the offsets of the four taps in seconds, each between -depth and depth */
-    static Lanes step (float& phase, float increment, float depth) noexcept
+    static std::array<float, 4> step (float& phase, float increment, float depth) noexcept
     {
         const auto p = wrap (phase + increment);
         const auto q = wrap (p + 0.125f);
@@ -22,11 +24,12 @@ struct SpinLfo
         const auto u = wrap (r + 0.125f);
 
         phase = p;
-        return ((magnitude (Lanes { p, q, r, u }) - 0.25f) * 4.0f) * depth;
+        return { triangle (p) * depth, triangle (q) * depth, triangle (r) * depth, triangle (u) * depth };
     }
 
 private:
     static float wrap (float phase) noexcept { return phase - (phase > 0.5f ? 1.0f : 0.0f); }
+    static float triangle (float phase) noexcept { return (std::abs (phase) - 0.25f) * 4.0f; }
 };
 
 } // namespace varnel

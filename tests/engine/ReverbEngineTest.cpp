@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <numeric>
 
@@ -243,6 +244,61 @@ TEST (ReverbEngine, IsTheSameAtEveryBlockSize)
     const auto whole = render (10000);
     for (const auto blockSize : { 1, 7, 64, 4096 })
         EXPECT_EQ (render (blockSize), whole) << "blocks of " << blockSize;
+}
+
+// The fast loop is the plain one worked out otherwise: whatever is done to both, they differ in nothing.
+TEST (ReverbEngine, GivesTheSameByTheFastLoopAsByThePlainOne)
+{
+    Noise random;
+    const auto between = [&random] (float low, float high)
+    { return low + (random() + 0.5f) * (high - low); };
+    const auto isSame = [] (float a, float b)
+    { return std::memcmp (&a, &b, sizeof (a)) == 0 || (std::isnan (a) && std::isnan (b)); };
+
+    for (const auto rate : { 500.0, 1000.0, 2000.0, 8000.0, 44100.0, 48000.0, 192000.0 })
+        for (int walk = 0; walk < 12; ++walk)
+        {
+            const auto numChannels = walk % 3 == 0 ? 1u : 2u;
+            auto fast = preparedEngine (rate, { { "ReverbMod", walk % 4 == 0 ? 0.0f : 60.0f }, { "Position", walk % 4 == 1 ? 0.0f : 50.0f } }, walk % 5 == 0 ? 1 : 2);
+            auto plain = preparedEngine (rate, { { "ReverbMod", walk % 4 == 0 ? 0.0f : 60.0f }, { "Position", walk % 4 == 1 ? 0.0f : 50.0f } }, walk % 5 == 0 ? 1 : 2);
+            plain->plainLoopOnly = true;
+
+            for (int block = 0; block < 60; ++block)
+            {
+                if (const auto which = static_cast<std::size_t> (between (0.0f, 14.0f)); which < varnel::parameterTable.size())
+                {
+                    const auto& parameter = varnel::parameterTable[which];
+                    const auto value = between (parameter.start, parameter.end);
+                    (*fast.*parameter.apply) (value);
+                    (*plain.*parameter.apply) (value);
+                }
+
+                // Noise, silence, denormals, all magnitudes, and now and then what is no sound
+                auto one = noiseChannels (random, numChannels, static_cast<int> (between (1.0f, walk % 2 == 0 ? 20.0f : 700.0f)));
+                const auto kind = static_cast<int> (between (0.0f, 5.0f));
+                for (auto& channel : one)
+                    for (auto& sample : channel)
+                        sample *= kind == 1 ? 0.0f : kind == 2 ? 1e-39f
+                                                 : kind == 3   ? std::ldexp (1.0f, -static_cast<int> (between (0.0f, 149.0f)))
+                                                               : 1.0f;
+                if (between (0.0f, 25.0f) < 1.0f)
+                    one.back().back() = std::array { NAN, INFINITY, 1e30f }[static_cast<std::size_t> (between (0.0f, 3.0f))];
+
+                auto other = one;
+                const auto length = static_cast<int> (one[0].size());
+                run (*fast, one, length);
+                run (*plain, other, length);
+
+                const auto where = testing::Message() << rate << " Hz, walk " << walk << ", block " << block << " of " << length;
+                for (std::size_t channel = 0; channel < numChannels; ++channel)
+                    for (std::size_t i = 0; i < one[channel].size(); ++i)
+                        ASSERT_TRUE (isSame (one[channel][i], other[channel][i])) << where << ", sample " << i;
+                ASSERT_EQ (fast->tankCurrent, plain->tankCurrent) << where;
+                for (const auto& [a, b] : { std::pair<float, float> { fast->peakInL, plain->peakInL }, { fast->peakOutR, plain->peakOutR }, { fast->spinPhase, plain->spinPhase }, { fast->tankFeedbackL, plain->tankFeedbackL }, { fast->diffuserR2.lastFiltered, plain->diffuserR2.lastFiltered }, { fast->tankL3.low.state, plain->tankL3.low.state }, { fast->outHighR.state, plain->outHighR.state }, { fast->tankDelayR.delayFraction, plain->tankDelayR.delayFraction } })
+                    ASSERT_TRUE (isSame (a, b)) << where << ": " << a << " and " << b;
+                ASSERT_EQ (fast->tankR1.delay.writeIndex, plain->tankR1.delay.writeIndex) << where;
+            }
+        }
 }
 
 TEST (ReverbEngine, LeavesABypassedBlockAloneAndForgetsTheTail)
