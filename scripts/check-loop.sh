@@ -13,9 +13,6 @@ if [ "$count" -ne 2 ]; then
     exit 1
 fi
 
-# What a damaged stack frame ends in, at the function's very end, is not the loop's.
-loops=$(printf '%s\n' "$loops" | sed '$!N; /__stack_chk_fail/d; P; D')
-
 # Calls, and jumps that need a relocation: those leave the function.
 found=$(printf '%s\n' "$loops" | awk '
     /\tR_[A-Z0-9_]*(PLT|PC)32/ && previous ~ /\t(call|j[a-z]+) / { print previous }
