@@ -14,6 +14,30 @@ namespace varnel
 namespace
 {
 
+/** The places of the lines in the bank. */
+struct Line
+{
+    enum Index
+    {
+        preL,
+        preR,
+        diffuserL1,
+        diffuserL2,
+        diffuserL3,
+        diffuserR1,
+        diffuserR2,
+        diffuserR3,
+        tankL1,
+        tankL2,
+        tankL3,
+        tankEndL,
+        tankR1,
+        tankR2,
+        tankR3,
+        tankEndR
+    };
+};
+
 /** Four samples each of a left and a right line. */
 struct Rows
 {
@@ -129,26 +153,6 @@ struct SpinBank
 */
 struct ReverbEngine::FastLoop
 {
-    enum Line
-    {
-        preL,
-        preR,
-        diffuserL1,
-        diffuserL2,
-        diffuserL3,
-        diffuserR1,
-        diffuserR2,
-        diffuserR3,
-        tankL1,
-        tankL2,
-        tankL3,
-        tankEndL,
-        tankR1,
-        tankR2,
-        tankR3,
-        tankEndR
-    };
-
     struct State
     {
         Lanes lastFiltered[3], low[3], high[3];
@@ -211,8 +215,8 @@ struct ReverbEngine::FastLoop
           now (e.tankDelayL.writeIndex)
     {
         trim = splat (levelNow[1]);
-        storeLanes (loadLanes<WholeLanes> (&bank.start[tankL1]), &bank.places[0]); // for the turn that is idle
-        storeLanes (loadLanes<WholeLanes> (&bank.start[tankR1]), &bank.places[4]);
+        storeLanes (loadLanes<WholeLanes> (&bank.start[Line::tankL1]), &bank.places[0]); // for the turn that is idle
+        storeLanes (loadLanes<WholeLanes> (&bank.start[Line::tankR1]), &bank.places[4]);
     }
 
     VARNEL_INLINE static Lanes stages (const AllpassStage& a, const AllpassStage& b, const AllpassStage& c, const AllpassStage& d, float AllpassStage::*member) noexcept
@@ -261,12 +265,12 @@ struct ReverbEngine::FastLoop
 
     VARNEL_INLINE bool isSeam (std::int32_t first) const noexcept { return ((first + 3) & bank.smallestMask) < 6; }
 
-    VARNEL_INLINE void write (Line i, std::int32_t first, Lanes row) noexcept
+    VARNEL_INLINE void write (Line::Index i, std::int32_t first, Lanes row) noexcept
     {
         storeLanes (row, memory + (bank.start[i] + (first & bank.mask[i])));
     }
 
-    void writeAtSeam (Line i, std::int32_t first, Lanes row) noexcept
+    void writeAtSeam (Line::Index i, std::int32_t first, Lanes row) noexcept
     {
         float* const samples = memory + bank.start[i];
 
@@ -279,7 +283,7 @@ struct ReverbEngine::FastLoop
         }
     }
 
-    VARNEL_INLINE void writeBoth (Line left, Line right, std::int32_t first, Rows rows) noexcept
+    VARNEL_INLINE void writeBoth (Line::Index left, Line::Index right, std::int32_t first, Rows rows) noexcept
     {
         if (isSeam (first)) [[unlikely]]
         {
@@ -316,8 +320,8 @@ struct ReverbEngine::FastLoop
         fractionB = zippedUpper (fractionL, fractionR);
 
         const auto oldest = now + slot - 2;
-        storeLanes (loadLanes<WholeLanes> (&bank.start[tankL1]) + ((oldest - wholeL) & loadLanes<WholeLanes> (&bank.mask[tankL1])), &bank.places[0]);
-        storeLanes (loadLanes<WholeLanes> (&bank.start[tankR1]) + ((oldest - wholeR) & loadLanes<WholeLanes> (&bank.mask[tankR1])), &bank.places[4]);
+        storeLanes (loadLanes<WholeLanes> (&bank.start[Line::tankL1]) + ((oldest - wholeL) & loadLanes<WholeLanes> (&bank.mask[Line::tankL1])), &bank.places[0]);
+        storeLanes (loadLanes<WholeLanes> (&bank.start[Line::tankR1]) + ((oldest - wholeR) & loadLanes<WholeLanes> (&bank.mask[Line::tankR1])), &bank.places[4]);
     }
 
     VARNEL_INLINE static Lanes pair (const Lanes (&pairs)[2], int slot, Lanes upper) noexcept
@@ -362,7 +366,7 @@ struct ReverbEngine::FastLoop
     //==============================================================================
     VARNEL_INLINE void readEarly (int group) noexcept
     {
-        writeBoth (preL, preR, now, { loadLanes (block.left + group * 4), loadLanes (block.rightInput + group * 4) });
+        writeBoth (Line::preL, Line::preR, now, { loadLanes (block.left + group * 4), loadLanes (block.rightInput + group * 4) });
 
         const auto mask0 = loadLanes<WholeLanes> (&bank.mask[0]), mask1 = loadLanes<WholeLanes> (&bank.mask[4]);
         const auto start0 = loadLanes<WholeLanes> (&bank.start[0]), start1 = loadLanes<WholeLanes> (&bank.start[4]);
@@ -373,16 +377,16 @@ struct ReverbEngine::FastLoop
             storeLanes (start1 + ((now - wholeFloor (rate * earlyNow1)) & mask1), &bank.earlyPlaces[4]);
 
             const auto* const places = bank.earlyPlaces.data();
-            const auto zip = [&] (Lanes (&pairs)[2], Line left, Line right)
+            const auto zip = [&] (Lanes (&pairs)[2], Line::Index left, Line::Index right)
             {
                 const auto l = load (places[left]), r = load (places[right]);
                 pairs[0] = zippedLower (l, r);
                 pairs[1] = zippedUpper (l, r);
             };
-            zip (pre, preL, preR);
-            zip (diffused[0], diffuserL1, diffuserR1);
-            zip (diffused[1], diffuserL2, diffuserR2);
-            zip (diffused[2], diffuserL3, diffuserR3);
+            zip (pre, Line::preL, Line::preR);
+            zip (diffused[0], Line::diffuserL1, Line::diffuserR1);
+            zip (diffused[1], Line::diffuserL2, Line::diffuserR2);
+            zip (diffused[2], Line::diffuserL3, Line::diffuserR3);
         }
         else
         {
@@ -395,31 +399,31 @@ struct ReverbEngine::FastLoop
             }
 
             const auto* const places = bank.earlyPlaces.data();
-            const auto gather = [&] (Lanes (&pairs)[2], Line left, Line right)
+            const auto gather = [&] (Lanes (&pairs)[2], Line::Index left, Line::Index right)
             {
                 pairs[0] = Lanes { memory[places[left]], memory[places[right]], memory[places[8 + left]], memory[places[8 + right]] };
                 pairs[1] = Lanes { memory[places[16 + left]], memory[places[16 + right]], memory[places[24 + left]], memory[places[24 + right]] };
             };
-            gather (pre, preL, preR);
-            gather (diffused[0], diffuserL1, diffuserR1);
-            gather (diffused[1], diffuserL2, diffuserR2);
-            gather (diffused[2], diffuserL3, diffuserR3);
+            gather (pre, Line::preL, Line::preR);
+            gather (diffused[0], Line::diffuserL1, Line::diffuserR1);
+            gather (diffused[1], Line::diffuserL2, Line::diffuserR2);
+            gather (diffused[2], Line::diffuserL3, Line::diffuserR3);
         }
     }
 
     VARNEL_INLINE void writeDiffusers() noexcept
     {
-        writeBoth (diffuserL1, diffuserR1, now, rowsOfLower (into[0][0], into[0][1], into[0][2], into[0][3]));
-        writeBoth (diffuserL2, diffuserR2, now, rowsOfLower (into[1][0], into[1][1], into[1][2], into[1][3]));
-        writeBoth (diffuserL3, diffuserR3, now, rowsOfLower (into[2][0], into[2][1], into[2][2], into[2][3]));
+        writeBoth (Line::diffuserL1, Line::diffuserR1, now, rowsOfLower (into[0][0], into[0][1], into[0][2], into[0][3]));
+        writeBoth (Line::diffuserL2, Line::diffuserR2, now, rowsOfLower (into[1][0], into[1][1], into[1][2], into[1][3]));
+        writeBoth (Line::diffuserL3, Line::diffuserR3, now, rowsOfLower (into[2][0], into[2][1], into[2][2], into[2][3]));
     }
 
     VARNEL_INLINE void writeTank() noexcept
     {
-        writeBoth (tankL1, tankR1, now - 4, rowsOfUpper (into[0][1], into[0][2], into[0][3], into[0][0]));
-        writeBoth (tankL2, tankR2, now - 4, rowsOfUpper (into[1][1], into[1][2], into[1][3], into[1][0]));
-        writeBoth (tankL3, tankR3, now - 4, rowsOfUpper (into[2][1], into[2][2], into[2][3], into[2][0]));
-        writeBoth (tankEndL, tankEndR, now - 4, rowsOfUpper (filtered[1], filtered[2], filtered[3], filtered[0]));
+        writeBoth (Line::tankL1, Line::tankR1, now - 4, rowsOfUpper (into[0][1], into[0][2], into[0][3], into[0][0]));
+        writeBoth (Line::tankL2, Line::tankR2, now - 4, rowsOfUpper (into[1][1], into[1][2], into[1][3], into[1][0]));
+        writeBoth (Line::tankL3, Line::tankR3, now - 4, rowsOfUpper (into[2][1], into[2][2], into[2][3], into[2][0]));
+        writeBoth (Line::tankEndL, Line::tankEndR, now - 4, rowsOfUpper (filtered[1], filtered[2], filtered[3], filtered[0]));
     }
 
     VARNEL_INLINE static void raise (Lanes& highest, Lanes x) noexcept
