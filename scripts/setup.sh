@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: AGPL-3.0-only
-# Installs what building, testing and the demo need, on Debian 12 and 13. May be run any number of times.
+# Usage: setup.sh [--only PACKAGE...]
+# Installs what building, testing and the demo need, on Debian 12 and 13, or only the packages named. May be run any number
+# of times.
 #
 # JUCE 8 comes from the package where the release carries it. Where it does not (Debian 12), the source
 # package of the next release is unpacked into .juce; the system's own package lists stay as they are.
@@ -83,6 +85,11 @@ fetch_juce() {
     rm -rf .juce
     mv "$folder"/tree/juce-8*/ .juce
 }
+
+if [ "${1:-}" = --only ]; then
+    install_missing "${@:2}"
+    exit
+fi
 
 install_missing "${packages[@]}"
 

@@ -2,7 +2,7 @@
 #include "DelayLine.h"
 
 #include <algorithm>
-#include <math.h>
+#include <bit>
 
 namespace varnel
 {
@@ -10,7 +10,14 @@ namespace varnel
 std::int32_t DelayLine::sizeFor (float sampleRate, float capacitySeconds) noexcept
 {
     // Two samples more than the delay: the sample just written and the oldest of the interpolation.
-    return static_cast<std::int32_t> (::exp2f (::ceilf (::log2f (capacitySeconds * sampleRate + 2.0f))));
+    const auto wanted = std::bit_cast<std::uint32_t> (capacitySeconds * sampleRate + 2.0f);
+    const auto exponent = (wanted >> 23) - 127u;
+    const auto steps = wanted & 0x7fffffu; // from float to float, from the power of two up
+
+    // A length is two to the power of its logarithm, rounded up. The logarithm is one in floats, by definition: it does
+    // not tell the first few floats above a power of two from that power. They are a third of its own highest power.
+    const auto isPower = steps * 3 <= std::bit_floor (exponent);
+    return 1 << (isPower ? exponent : exponent + 1);
 }
 
 void DelayLine::setUp (float newSampleRate, std::int32_t newSize, float* newBuffer) noexcept

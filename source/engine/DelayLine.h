@@ -24,7 +24,7 @@ struct DelayLine
     std::int32_t writeIndex = 0; ///< where the next sample goes, 0 to mask
     float* buffer = nullptr;     ///< size samples
 
-    /** @returns the size of a line that holds at least so many seconds */
+    /** @returns the size of a line that holds so many seconds, of at most 2^29 samples */
     static std::int32_t sizeFor (float sampleRate, float capacitySeconds) noexcept;
 
     /** Gives the line a silent buffer, and sets the delay to 0. */

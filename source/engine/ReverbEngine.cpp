@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 #include "ReverbEngine.h"
 
+#include "Exp2.h"
 #include "Lanes.h"
 
 #include <algorithm>
 #include <cmath>
 #include <initializer_list>
-#include <math.h>
 
 namespace varnel
 {
@@ -14,7 +14,7 @@ namespace varnel
 namespace
 {
 
-/** log2 (10) / 20: exp2f of a number of decibels times this is the linear gain. */
+/** log2 (10) / 20: exp2 of a number of decibels times this is the linear gain. */
 constexpr float log2GainPerDecibel = 0.166096404f;
 
 /** Three hundred decibels over full scale: no sound that anybody meant, though it would ring on for minutes. */
@@ -25,7 +25,7 @@ constexpr float percent = 0.00999999978f;
 
 float gainOfDecibels (float decibels) noexcept
 {
-    return ::exp2f (decibels * log2GainPerDecibel);
+    return exp2 (decibels * log2GainPerDecibel);
 }
 
 /** Holds the higher of two magnitudes; one that is not a number raises nothing. */
@@ -369,7 +369,7 @@ void ReverbEngine::plainLoop (const Stretch& block, Peaks& peaks) noexcept
 float ReverbEngine::noteDelay (float note) noexcept
 {
     // The frequency of MIDI note 0 in Hz, and a float close below one twelfth.
-    return 1.0f / (8.17579937f * ::exp2f (note * 0.0833332986f));
+    return 1.0f / (8.17579937f * exp2 (note * 0.0833332986f));
 }
 
 void ReverbEngine::setSize (float value) noexcept
@@ -422,7 +422,7 @@ void ReverbEngine::writeSize (float v) noexcept
 
     // What the signal loses in one period of the tank delays' note, held at -144 dB.
     const auto lossDb = noteDelay (lateNote - 9.0f) / decayTime * -60.0f;
-    decayGain = ::exp2f (lossDb > -144.0f ? lossDb * log2GainPerDecibel : -23.9178829f);
+    decayGain = exp2 (lossDb > -144.0f ? lossDb * log2GainPerDecibel : -23.9178829f);
 
     sizeTrim = gainOfDecibels (d * -0.0666999966f);
 }

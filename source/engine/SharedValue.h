@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <type_traits>
 
 namespace varnel
 {
@@ -34,12 +35,14 @@ public:
         return *this;
     }
 
-    operator Type() const noexcept { return value.load (std::memory_order_relaxed); }
+    operator Type() const noexcept { return static_cast<Type> (value.load (std::memory_order_relaxed)); }
 
 private:
-    static_assert (std::atomic<Type>::is_always_lock_free);
+    // On RISC-V, what is smaller than an int may have to wait for a lock.
+    using Stored = std::conditional_t<(sizeof (Type) < sizeof (int)), int, Type>;
+    static_assert (std::atomic<Stored>::is_always_lock_free);
 
-    std::atomic<Type> value {};
+    std::atomic<Stored> value {};
 };
 
 /** A control that is kept as several SharedValues, which any number of threads may set at once.

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 #include "Shelf.h"
 
+#include "Exp2.h"
+
 #include <algorithm>
-#include <math.h>
 
 namespace varnel
 {
@@ -13,7 +14,7 @@ namespace
 /** The square root of the linear gain. The factor is log2 (10) / 40. */
 float squareRootOfGain (float decibels) noexcept
 {
-    return ::exp2f (decibels * 0.0830482021f);
+    return exp2 (decibels * 0.0830482021f);
 }
 
 /** The bilinear transform's frequency warping, tan (w), as the first three terms of its series. */

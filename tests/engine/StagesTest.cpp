@@ -2,6 +2,7 @@
 // The stages by themselves: lines, allpass sections, shelves, oscillator.
 
 #include "engine/AllpassStage.h"
+#include "engine/Exp2.h"
 #include "engine/SpinLfo.h"
 
 #include <gtest/gtest.h>
@@ -62,6 +63,36 @@ TEST (Arithmetic, LeavesOutNoProductThatASumWouldFeel)
                     ASSERT_EQ (std::bit_cast<std::uint32_t> (addProduct (sum, x * sign, gain)), std::bit_cast<std::uint32_t> (sum + product))
                         << sum << " + " << x * sign << " * " << gain;
                 }
+}
+
+TEST (Exp2, RoundsToTheNearestFloat)
+{
+    // glibc gives 23.9728851 for the first of these, which the smallest Size asks for. The others are the floats whose powers
+    // come closest to the middle between two floats; scripts/check-exp2.sh finds them, and looks at all there are.
+    EXPECT_EQ (varnel::exp2 (4.58333158f), 23.9728832f);
+
+    // A double is right here unless it is within its own error of such a middle.
+    for (auto x = -41.0f; x < 41.0f; x += 0.00372f)
+    {
+        const auto power = std::exp2 (static_cast<double> (x));
+        const auto lower = static_cast<float> (power * (1.0 - 0x1p-51)), upper = static_cast<float> (power * (1.0 + 0x1p-51));
+        ASSERT_TRUE (varnel::exp2 (x) == lower || lower != upper) << x;
+    }
+
+    EXPECT_EQ (varnel::exp2 (-INFINITY), 0.0f);
+    EXPECT_EQ (varnel::exp2 (128.0f), INFINITY);
+    EXPECT_TRUE (std::isnan (varnel::exp2 (NAN)));
+}
+
+TEST (DelayLine, IsAsLongAsALogarithmInFloatsSays)
+{
+    for (int exponent = 4; exponent < 24; ++exponent) // as of 16, two samples less and more are exact
+        for (int steps = -8; steps <= 8; ++steps)
+        {
+            const auto wanted = std::bit_cast<float> (std::bit_cast<std::int32_t> (std::ldexp (1.0f, exponent)) + steps);
+            const auto logarithm = static_cast<float> (std::log2 (static_cast<double> (wanted)));
+            EXPECT_EQ (DelayLine::sizeFor (1.0f, wanted - 2.0f), 1 << static_cast<int> (std::ceil (logarithm))) << wanted;
+        }
 }
 
 TEST (DelayLine, ReadsItsOwnInputAtNoDelay)

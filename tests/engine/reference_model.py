@@ -16,6 +16,7 @@ def f(x):
 
 
 def exp2(x):
+    """The float nearest to the power: a double is nearer to it than any middle between two floats."""
     return f(2.0**x)
 
 

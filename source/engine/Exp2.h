@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: AGPL-3.0-only
+#pragma once
+
+namespace varnel
+{
+
+/** Two to the power of x, rounded to the nearest float. C libraries differ in the last bit of theirs; this is the same
+    everywhere.
+
+    The method is that of P. T. P. Tang, "Table-driven implementation of the exponential function in IEEE floating-point
+    arithmetic" (ACM TOMS 15/2, 1989): x is taken apart into a whole number of sixteenths and a rest of at most 1/32; a table
+    has the power of the one, a polynomial gives that of the other. All of it is worked out in doubles. Table and last sum
+    are kept as two doubles each, so that the sum is off by less than 2^-56 of itself. No float's power comes that close to
+    the middle between two floats (scripts/check-exp2.sh has looked at them all), so all are rounded correctly.
+
+    @param x  any number: what is too large for a float gives infinity, what is too small 0, and no number gives no number
+*/
+float exp2 (float x) noexcept;
+
+} // namespace varnel
