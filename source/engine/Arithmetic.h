@@ -28,6 +28,14 @@ namespace varnel
     recursive state ever decays into numbers that a processor handles slowly. */
 constexpr float denormalGuard = 1e-18f;
 
+/** std::bit_cast, which some standard libraries lack though their compilers have it. */
+template <typename To, typename From>
+constexpr To bitCast (From from) noexcept
+{
+    static_assert (sizeof (To) == sizeof (From));
+    return __builtin_bit_cast(To, from);
+}
+
 /** The greatest whole number that is not above x, for |x| below 2^31.
     std::floor is a library call on processors without a rounding instruction; this is not. */
 constexpr std::int32_t wholeFloor (float x) noexcept

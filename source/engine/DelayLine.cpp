@@ -10,7 +10,7 @@ namespace varnel
 std::int32_t DelayLine::sizeFor (float sampleRate, float capacitySeconds) noexcept
 {
     // Two samples more than the delay: the sample just written and the oldest of the interpolation.
-    const auto wanted = std::bit_cast<std::uint32_t> (capacitySeconds * sampleRate + 2.0f);
+    const auto wanted = bitCast<std::uint32_t> (capacitySeconds * sampleRate + 2.0f);
     const auto exponent = (wanted >> 23) - 127u;
     const auto steps = wanted & 0x7fffffu; // from float to float, from the power of two up
 

@@ -3,8 +3,6 @@
 
 #include "Arithmetic.h"
 
-#include <bit>
-
 namespace varnel
 {
 
@@ -60,12 +58,12 @@ double roundedToOdd (Sum sum) noexcept
 {
     const auto nearest = sum.high + sum.low;
     const auto rest = sum.low - (nearest - sum.high); // exact
-    const auto bits = std::bit_cast<std::uint64_t> (nearest);
+    const auto bits = bitCast<std::uint64_t> (nearest);
 
     if (rest == 0.0 || bits % 2 == 1) // NOLINT: only an exact sum may be even
         return nearest;
 
-    return std::bit_cast<double> (rest > 0.0 ? bits + 1 : bits - 1);
+    return bitCast<double> (rest > 0.0 ? bits + 1 : bits - 1);
 }
 
 } // namespace
@@ -84,7 +82,7 @@ float exp2 (float x) noexcept
     const auto less = powerLessOne (x - sixteenths * 0.0625);
 
     // A double's exponent stands above its 52 bits of mantissa, and is 1023 for 1 up to 2.
-    const auto scale = std::bit_cast<double> (static_cast<std::uint64_t> ((sixteenths >> 4) + 1023) << 52);
+    const auto scale = bitCast<double> (static_cast<std::uint64_t> ((sixteenths >> 4) + 1023) << 52);
     return static_cast<float> (roundedToOdd ({ power.high, power.high * less + power.low }) * scale);
 }
 

@@ -3,17 +3,17 @@
 
 #include "Arithmetic.h"
 
-#include <bit>
 #include <cstring>
 
 /** @file
     Four numbers that share a register and are worked on side by side, by means of the compiler's vector types. Each lane is
-    rounded as a lone float is. Where there are no such types, or VARNEL_PLAIN_LOOP is defined, VARNEL_HAS_LANES is not.
+    rounded as a lone float is. Where there are no such types, or VARNEL_PLAIN_LOOP is defined, VARNEL_HAS_LANES is not. Nor
+    is it on 32-bit ARM, whose vector instructions take denormals for 0, unlike those for lone floats.
 
     Names of lanes count from 0. "Lower" are lanes 0 and 1, "upper" are lanes 2 and 3.
 */
 
-#if defined(__has_builtin) && ! defined(VARNEL_PLAIN_LOOP)
+#if defined(__has_builtin) && ! defined(VARNEL_PLAIN_LOOP) && ! defined(__arm__)
     #if __has_builtin(__builtin_shufflevector) && __has_builtin(__builtin_convertvector)
         #define VARNEL_HAS_LANES 1
     #endif
@@ -64,13 +64,13 @@ inline Lanes splat (float x) noexcept
 
 inline Lanes magnitude (Lanes x) noexcept
 {
-    return std::bit_cast<Lanes> (std::bit_cast<WholeLanes> (x) & 0x7fffffff);
+    return bitCast<Lanes> (bitCast<WholeLanes> (x) & 0x7fffffff);
 }
 
 /** x where the mask is set, 0 elsewhere. */
 inline Lanes where (WholeLanes mask, Lanes x) noexcept
 {
-    return std::bit_cast<Lanes> (mask & std::bit_cast<WholeLanes> (x));
+    return bitCast<Lanes> (mask & bitCast<WholeLanes> (x));
 }
 
 /** Whether any lane of a mask is set. */
@@ -80,7 +80,7 @@ inline bool any (WholeLanes mask) noexcept
     {
         std::uint64_t lower, upper;
     };
-    const auto halves = std::bit_cast<Halves> (mask);
+    const auto halves = bitCast<Halves> (mask);
     return (halves.lower | halves.upper) != 0;
 }
 

@@ -4,7 +4,6 @@
 
 #include "TestSignals.h"
 
-#include <bit>
 #include <cinttypes>
 #include <cstdio>
 
@@ -16,7 +15,7 @@ class Hash
 {
 public:
     void add (std::uint32_t bits) noexcept { state = (state ^ bits) * 1099511628211u; }
-    void add (float x) noexcept { add (std::bit_cast<std::uint32_t> (x)); }
+    void add (float x) noexcept { add (varnel::bitCast<std::uint32_t> (x)); }
     void print (char after) const { std::printf ("%016" PRIx64 "%c", state, after); }
 
 private:
@@ -77,9 +76,15 @@ int main()
             auto channels = noiseChannels (noise, numChannels, 512);
 
             if (block / 10 % 4 == 3)
+            {
+                // All dry, or nobody would feel numbers so small
+                engine->setInsertMode (1.0f);
+                engine->setPosition (0.0f);
+
                 for (auto& channel : channels)
                     for (auto& sample : channel)
                         sample *= 0x1p-128f;
+            }
 
             run (*engine, channels, block % 7 < 4 ? 512 : 1 + block);
 
