@@ -1,8 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: AGPL-3.0-only
-# Usage: setup.sh [--only PACKAGE...]
-# Installs what building, testing and the demo need, on Debian 12 and 13, or only the packages named. May be run any number
-# of times.
+# Usage: setup.sh [--also PACKAGE...]
+# Installs what building, testing and the demo need, on Debian 12 and 13, and what --also names. May be run any number of times.
 #
 # JUCE 8 comes from the package where the release carries it. Where it does not (Debian 12), the source
 # package of the next release is unpacked into .juce; the system's own package lists stay as they are.
@@ -86,12 +85,7 @@ fetch_juce() {
     mv "$folder"/tree/juce-8*/ .juce
 }
 
-if [ "${1:-}" = --only ]; then
-    install_missing "${@:2}"
-    exit
-fi
-
-install_missing "${packages[@]}"
+install_missing "${packages[@]}" "${@:2}"
 
 if [ -n "${VARNEL_JUCE_DIR:-}" ]; then
     echo "setup: using the JUCE tree in $VARNEL_JUCE_DIR"

@@ -48,6 +48,9 @@ if [ "${1:-}" = --quick ]; then
     exit
 fi
 
+step "The engine for 64-bit ARM and Windows"
+scripts/check-everywhere.sh aarch64 windows
+
 # Slow as it is, valgrind gets the tests that are not about endurance.
 step "Engine and processor under valgrind"
 for tests in varnel-engine-tests varnel-plugin-tests; do

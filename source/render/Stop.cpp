@@ -17,19 +17,21 @@ namespace varnel
 namespace
 {
 
+using Flag = std::atomic<int>; // an atomic bool may need a lock, on RISC-V
+static_assert (Flag::is_always_lock_free, "a signal handler may not lock");
+
 /** The files that a signal takes along, where its handler can read them: no lock, no memory of the heap. */
 struct Slot
 {
-    std::atomic<bool> taken { false }, inUse { false };
+    Flag taken { false }, inUse { false };
     std::array<char, 4096> path {};
 };
 
 constexpr size_t mostFiles = 1024; // one for each thread that writes, and the spools
 
 std::array<Slot, mostFiles> slots;
-std::atomic<bool> stopping { false };
+Flag stopping { false };
 std::atomic<int> numUndisturbed { 0 };
-static_assert (std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_always_lock_free, "a signal handler may not lock");
 
 constexpr std::array fatalSignals { SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE };
 
