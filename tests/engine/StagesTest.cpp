@@ -67,9 +67,12 @@ TEST (Arithmetic, LeavesOutNoProductThatASumWouldFeel)
 
 TEST (Exp2, RoundsToTheNearestFloat)
 {
-    // glibc gives 23.9728851 for the first of these, which the smallest Size asks for. The others are the floats whose powers
-    // come closest to the middle between two floats; scripts/check-exp2.sh finds them, and looks at all there are.
+    // glibc gives 23.9728851 for the first of these, which the smallest Size asks for. The others have the powers that are
+    // closest to the middle between two floats, of all floats. The nearest double to the last of them is such a middle.
     EXPECT_EQ (varnel::exp2 (4.58333158f), 23.9728832f);
+    EXPECT_EQ (varnel::exp2 (-0x1.a7a04cp-14f), 0x1.fff6d2p-1f);
+    EXPECT_EQ (varnel::exp2 (-0x1.5a3f34p-21f), 0x1.fffffp-1f);
+    EXPECT_EQ (varnel::exp2 (-0x1.e7526ep-6f), 0x1.f58d62p-1f);
 
     // A double is right here unless it is within its own error of such a middle.
     for (auto x = -41.0f; x < 41.0f; x += 0.00372f)
