@@ -65,7 +65,7 @@ inline float addProduct (float sum, float x, float gain) noexcept
 
 /** One step of the one-pole glide by which settings reach the sound, of a float or of lanes. */
 template <typename FloatOrLanes>
-FloatOrLanes glide (FloatOrLanes current, FloatOrLanes target, float coefficient) noexcept
+FloatOrLanes glide (FloatOrLanes current, FloatOrLanes target, FloatOrLanes coefficient) noexcept
 {
     return ((target - current) * coefficient + current) + denormalGuard;
 }

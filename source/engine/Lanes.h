@@ -48,6 +48,10 @@ inline Lanes lowerAndUpper (Lanes a, Lanes b) noexcept
 {
     return shuffled<0, 1, 6, 7> (a, b);
 }
+inline Lanes upperAndLower (Lanes a, Lanes b) noexcept
+{
+    return shuffled<2, 3, 4, 5> (a, b);
+}
 inline Lanes zippedLower (Lanes a, Lanes b) noexcept
 {
     return shuffled<0, 4, 1, 5> (a, b);
@@ -60,6 +64,11 @@ inline Lanes zippedUpper (Lanes a, Lanes b) noexcept
 inline Lanes splat (float x) noexcept
 {
     return Lanes { x, x, x, x };
+}
+
+inline WholeLanes splat (std::int32_t x) noexcept
+{
+    return WholeLanes { x, x, x, x };
 }
 
 inline Lanes magnitude (Lanes x) noexcept

@@ -72,8 +72,8 @@ void ReverbEngine::setUp (double newSampleRate)
     sampleRate = static_cast<float> (newSampleRate);
 
     // Capacities in seconds: the longest delay at the largest size and full modulation, with room to spare.
-    // The order is that of the smoothed values, which the fast loop relies on.
-    bank.setUp (sampleRate, { { { &preDelayL, 0.025f }, { &preDelayR, 0.025f }, { &diffuserL1.delay, 0.07f }, { &diffuserL2.delay, 0.09f }, { &diffuserL3.delay, 0.11f }, { &diffuserR1.delay, 0.08f }, { &diffuserR2.delay, 0.10f }, { &diffuserR3.delay, 0.12f }, { &tankL1.delay, 0.15f }, { &tankL2.delay, 0.18f }, { &tankL3.delay, 0.21f }, { &tankDelayL, 0.25f }, { &tankR1.delay, 0.14f }, { &tankR2.delay, 0.16f }, { &tankR3.delay, 0.19f }, { &tankDelayR, 0.23f } } });
+    // The order is that of the fast loop's lanes.
+    bank.setUp (sampleRate, { { { &preDelayL, 0.025f }, { &preDelayR, 0.025f }, { &diffuserL1.delay, 0.07f }, { &diffuserR1.delay, 0.08f }, { &diffuserL2.delay, 0.09f }, { &diffuserR2.delay, 0.10f }, { &diffuserL3.delay, 0.11f }, { &diffuserR3.delay, 0.12f }, { &tankL1.delay, 0.15f }, { &tankR1.delay, 0.14f }, { &tankL2.delay, 0.18f }, { &tankR2.delay, 0.16f }, { &tankL3.delay, 0.21f }, { &tankR3.delay, 0.19f }, { &tankDelayL, 0.25f }, { &tankDelayR, 0.23f } } });
 
     const auto piOverSampleRate = 3.14159274f / sampleRate;
 
