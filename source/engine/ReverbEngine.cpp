@@ -143,6 +143,16 @@ void ReverbEngine::clear() noexcept
     tankFeedbackR = 0.0f;
 }
 
+void ReverbEngine::reset() noexcept
+{
+    clear();
+    preDelayCurrent.fill (0.0f);
+    diffuserCurrent.fill (0.0f);
+    tankCurrent.fill (0.0f);
+    spinDepthCurrent = sizeTrimCurrent = 0.0f;
+    activeSmoothCoeff = 1.0f;
+}
+
 //==============================================================================
 void ReverbEngine::processBlock (float* const* channels, int numChannels, int numSamples) noexcept
 {

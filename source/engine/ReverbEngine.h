@@ -29,7 +29,7 @@ namespace varnel
 
     Threads:
     - setUp() and prepare() allocate; neither may overlap processBlock() or the other.
-    - processBlock() is for one thread at a time. It does not allocate, lock, throw or call the system.
+    - processBlock() and reset() are for one thread at a time. They do not allocate, lock, throw or call the system.
     - The seven settings may be set on any thread at any time, also while a block runs, and by several threads at once. None
       of them checks its value: a value must be finite and within its range.
     - The peaks and spinPhase may be read, and the peaks cleared, on any thread at any time.
@@ -54,6 +54,10 @@ public:
         @param newNumInputChannels  of the input bus; below 2, channel 0 feeds both sides
         @throws std::bad_alloc */
     void prepare (double newSampleRate, int newNumInputChannels);
+
+    /** Forgets all sound and ends all glides, as prepare() does, but keeps the settings and allocates nothing. Belongs to the
+        thread of processBlock(). */
+    void reset() noexcept;
 
     /** Processes channels 0 and 1 in place and leaves all others alone.
         While the engine is bypassed the samples stay as they are.
