@@ -36,4 +36,13 @@ inline constexpr std::array<Parameter, Parameter::count> parameterTable { {
     { "ReverbInsertMode", "Insert Mode", " ", 0.0f, 1.0f, 1.0f, 1.0f, true, &ReverbEngine::setInsertMode },
 } };
 
+/** The step of a parameter that is nearest to a value within its range: the value that a host, a preset or a session sets it
+    to. As juce::NormalisableRange has it, in 32 bits, so a step need not be the float nearest to its decimal. */
+constexpr float nearestStep (const Parameter& parameter, float value) noexcept
+{
+    const auto step = static_cast<float> (static_cast<int> ((value - parameter.start) / parameter.interval + 0.5f));
+    const auto nearest = parameter.start + parameter.interval * step;
+    return nearest < parameter.end ? nearest : parameter.end;
+}
+
 } // namespace varnel

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 // The program varnel-render, run as a person or a script would run it.
 
+#include "library/varnel_reverb.h"
+#include "processor/PresetFile.h"
 #include "processor/Product.h"
 #include "processor/Settings.h"
 #include "processor/VarnelReverbAudioProcessor.h"
@@ -169,10 +171,12 @@ protected:
     const juce::File folder = juce::File::createTempFile ("varnel render");
 };
 
-/** What the plug-in itself makes of the sound and a tail. */
-std::vector<double> processed (const Sound& sound, int numOutputs, int tail = 0)
+/** What the plug-in itself makes of the sound and a tail. @param preset  to load first */
+std::vector<double> processed (const Sound& sound, int numOutputs, int tail = 0, const juce::File& preset = {})
 {
     varnel::VarnelReverbAudioProcessor processor (varnel::VarnelReverbAudioProcessor::UserSettings::ignored);
+    if (preset != juce::File())
+        processor.setParameterState (varnel::treeFromState (varnel::readPresetFile (preset).state));
     const auto channels = [] (int n)
     { return juce::AudioChannelSet::discreteChannels (n); };
     processor.setBusesLayout ({ { channels (sound.channels) }, { channels (numOutputs) } });
@@ -224,6 +228,41 @@ TEST_F (Render, GivesWhatThePluginGives)
     ASSERT_EQ (one.frames(), out.frames());
     for (int i = 0; i < one.frames(); ++i)
         ASSERT_EQ (static_cast<float> (2.0 * one.at (i, 0)), static_cast<float> (out.at (i, 0)) + static_cast<float> (out.at (i, 1)));
+}
+
+TEST_F (Render, GivesWhatPluginAndLibraryGiveWithEveryPreset)
+{
+    const auto sound = audio (2, 12000, 48000);
+    write ("in.wav", sound);
+    varnel_reverb* reverb = nullptr;
+    ASSERT_EQ (varnel_reverb_create (&reverb), VARNEL_REVERB_OK);
+    const std::unique_ptr<varnel_reverb, void (*) (varnel_reverb*)> owner (reverb, varnel_reverb_destroy);
+    const juce::File bank (VARNEL_FACTORY_PRESETS);
+    ASSERT_EQ (static_cast<int> (varnel_reverb_num_presets()), bank.findChildFiles (juce::File::findFiles, true, "*.xml").size());
+
+    for (size_t number = 0; number < varnel_reverb_num_presets(); ++number)
+    {
+        const auto& preset = *varnel_reverb_preset_at (number);
+        const auto path = bank.getChildFile (preset.folder).getChildFile (juce::String (preset.name) + ".xml");
+        expectDone ("in.wav preset.wav --bits 32 --tail 0.05 --fade 0 --preset \"" + path.getFullPathName() + "\"");
+        const auto rendered = read ("preset.wav").samples;
+        EXPECT_TRUE (rendered == processed (sound, 2, 2400, path)) << path.getFileName();
+
+        std::vector<float> left (14400), right (14400);
+        for (int i = 0; i < sound.frames(); ++i)
+        {
+            left[static_cast<size_t> (i)] = static_cast<float> (sound.at (i, 0));
+            right[static_cast<size_t> (i)] = static_cast<float> (sound.at (i, 1));
+        }
+        float* const channels[] { left.data(), right.data() };
+        ASSERT_EQ (varnel_reverb_prepare (reverb, 48000.0, 2), VARNEL_REVERB_OK);
+        ASSERT_EQ (varnel_reverb_load_preset (reverb, preset.name), VARNEL_REVERB_OK);
+        ASSERT_EQ (varnel_reverb_process (reverb, channels, channels, 2, left.size()), VARNEL_REVERB_OK);
+        std::vector<double> ours;
+        for (size_t i = 0; i < left.size(); ++i)
+            ours.insert (ours.end(), { static_cast<double> (left[i]), static_cast<double> (right[i]) });
+        EXPECT_TRUE (rendered == ours) << path.getFileName();
+    }
 }
 
 TEST_F (Render, ReadsAndWritesEveryFormatAndKeepsUntouchedSamples)
