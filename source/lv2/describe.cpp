@@ -30,21 +30,17 @@ constexpr auto prefixes = R"(@prefix doap: <http://usefulinc.com/ns/doap#> .
 
 constexpr auto uri = "<" VARNEL_PLAIN_LV2_URI ">";
 
-/** What the tables do not say of a control. */
-struct Words
-{
-    const char *group, *comment;
+/** What the tables do not say of the controls. GStreamer decides what else is left out: it takes all
+    ports of a group for audio, and a control's scale points for all values that it can have. */
+constexpr std::array<const char*, VARNEL_REVERB_NUM_PARAMETERS> comments {
+    "The room: how long it rings, how dense and how loud it is.",
+    "How fast and how far the delays move, which keeps a long tail from ringing like metal.",
+    "Level of the lows. A cut shortens their decay as well.",
+    "Level of the highs. A cut shortens their decay as well.",
+    "The listener's distance: early against late sound and, in insert mode, dry against wet.",
+    "Whether the reverb runs. Switched off, it lets the sound through and forgets its tail.",
+    "Whether the dry sound is in the output. Off for an effect bus.",
 };
-
-constexpr std::array<Words, VARNEL_REVERB_NUM_PARAMETERS> words { {
-    { "room", "The room: how long it rings, how dense and how loud it is." },
-    { "room", "How fast and how far the delays move, which keeps a long tail from ringing like metal." },
-    { "tone", "Level of the lows. A cut shortens their decay as well." },
-    { "tone", "Level of the highs. A cut shortens their decay as well." },
-    { "mix", "The listener's distance: early against late sound and, in insert mode, dry against wet." },
-    { "mix", "Whether the reverb runs. Switched off, it lets the sound through and forgets its tail." },
-    { "mix", "Whether the dry sound is in the output. Off for an effect bus." },
-} };
 
 std::string number (float value)
 {
@@ -55,19 +51,20 @@ std::string number (float value)
     return text.str().find_first_of (".e") == std::string::npos ? text.str() + ".0" : text.str();
 }
 
-/** A place in the bundle for a name: letters, digits and _ alone. */
-std::string fragment (std::string name)
+/** A place in the presets' file for a name, of which letters and digits stay. */
+std::string place (const char* kind, std::string name)
 {
     for (auto& letter : name)
         if (! ((letter >= 'A' && letter <= 'Z') || (letter >= 'a' && letter <= 'z') || (letter >= '0' && letter <= '9')))
             letter = '_';
 
-    return name;
+    std::string text ("<presets.ttl#");
+    return text.append (kind).append (name).append (">");
 }
 
 std::string preset (const varnel_reverb_preset& preset)
 {
-    return "<presets.ttl#" + fragment (preset.name) + ">";
+    return place ("", preset.name);
 }
 
 std::string manifest()
@@ -75,7 +72,7 @@ std::string manifest()
     auto text = prefixes + std::string (uri) + "\n    a lv2:Plugin ;\n    lv2:binary <" VARNEL_PLAIN_LV2_BINARY "> ;\n    rdfs:seeAlso <dsp.ttl> .\n";
 
     for (std::size_t i = 0; i < varnel_reverb_num_presets(); ++i)
-        text += "\n" + preset (*varnel_reverb_preset_at (i)) + "\n    a pset:Preset ;\n    lv2:appliesTo " + uri + " ;\n    rdfs:seeAlso <presets.ttl> .\n";
+        text.append ("\n").append (preset (*varnel_reverb_preset_at (i))).append ("\n    a pset:Preset ;\n    lv2:appliesTo ").append (uri).append (" ;\n    rdfs:seeAlso <presets.ttl> .\n");
 
     return text;
 }
@@ -90,7 +87,7 @@ std::string presets()
         const std::string folder = entry.folder;
         text += preset (entry) + "\n    a pset:Preset ;\n    lv2:appliesTo " + uri + " ;\n    rdfs:label \"" + entry.name + "\" ;\n";
 
-        if (const auto bank = "<presets.ttl#bank_" + fragment (folder) + ">"; ! folder.empty())
+        if (const auto bank = place ("bank_", folder); ! folder.empty())
         {
             text += "    pset:bank " + bank + " ;\n";
 
@@ -117,7 +114,7 @@ std::string controlPort (std::size_t i)
     const auto& parameter = *varnel_reverb_parameter_at (i);
     const auto isEnabled = i == VARNEL_REVERB_EFFECT;
     const std::string unit = parameter.unit;
-    auto text = "    lv2:port [\n        a lv2:ControlPort , lv2:InputPort ;\n        lv2:index " + std::to_string (firstControl + i) + " ;\n        lv2:symbol \"" + symbols[i] + "\" ;\n        lv2:name \"" + parameter.name + "\" ;\n        rdfs:comment \"" + words[i].comment + "\" ;\n        pg:group <#" + words[i].group + "> ;\n";
+    auto text = "    lv2:port [\n        a lv2:ControlPort , lv2:InputPort ;\n        lv2:index " + std::to_string (firstControl + i) + " ;\n        lv2:symbol \"" + symbols[i] + "\" ;\n        lv2:name \"" + parameter.name + "\" ;\n        rdfs:comment \"" + comments[i] + "\" ;\n";
     text += "        lv2:default " + number (parameter.default_value) + " ;\n        lv2:minimum " + number (parameter.lowest) + " ;\n        lv2:maximum " + number (parameter.highest) + " ;\n";
 
     if (isEnabled)
@@ -130,11 +127,6 @@ std::string controlPort (std::size_t i)
 
     if (parameter.step >= 1.0f)
         text += "        lv2:portProperty lv2:integer ;\n";
-
-    if (i == VARNEL_REVERB_POSITION)
-        text += "        lv2:scalePoint [ rdfs:label \"At the source\" ; rdf:value 0.0 ] , [ rdfs:label \"At the back\" ; rdf:value 100.0 ] ;\n";
-    else if (unit == "dB")
-        text += "        lv2:scalePoint [ rdfs:label \"Flat\" ; rdf:value 0.0 ] ;\n";
 
     return text + "        units:unit units:" + (unit == "dB" ? "db" : unit == "%" ? "pc"
                                                                                    : "coef")
@@ -153,7 +145,7 @@ std::string plugin()
     std::string text = prefixes;
     text += std::string ("<urn:ostry:varnel-reverb-project>\n    a doap:Project ;\n    doap:name \"") + varnel::product::name + "\" ;\n    doap:license <https://www.gnu.org/licenses/agpl-3.0> ;\n    doap:maintainer [ a foaf:Person ; foaf:name \"" + varnel::product::maker + "\" ] .\n\n";
 
-    for (const auto& [symbol, type, label] : { std::array { "in", "InputGroup , pg:StereoGroup", "Input" }, { "out", "OutputGroup , pg:StereoGroup", "Output" }, { "room", "InputGroup", "Room" }, { "tone", "InputGroup", "Tone" }, { "mix", "InputGroup", "Mix" } })
+    for (const auto& [symbol, type, label] : { std::array { "in", "InputGroup , pg:StereoGroup", "Input" }, { "out", "OutputGroup , pg:StereoGroup", "Output" } })
         text += std::string ("<#") + symbol + ">\n    a pg:" + type + " ;\n    lv2:symbol \"" + symbol + "\" ;\n    lv2:name \"" + label + "\" .\n\n";
 
     text += std::string (uri) + "\n    a lv2:Plugin , lv2:ReverbPlugin , doap:Project ;\n    lv2:project <urn:ostry:varnel-reverb-project> ;\n    doap:name \"" + varnel::product::name + " plain\" ;\n    doap:license <https://www.gnu.org/licenses/agpl-3.0> ;\n    doap:maintainer [ a foaf:Person ; foaf:name \"" + varnel::product::maker + "\" ] ;\n";
