@@ -66,7 +66,7 @@ TEST (Library, GivesWhatTheEngineGives)
             EXPECT_EQ (varnel_reverb_set (handle.reverb, VARNEL_REVERB_SIZE, 61.5f), VARNEL_REVERB_OK);
             EXPECT_EQ (varnel_reverb_set_by_id (handle.reverb, "ReverbLo", -3.4f), VARNEL_REVERB_OK);
 
-            for (const std::size_t blockSize : { 1000000, 700, 1 })
+            for (const std::size_t blockSize : { 1000000u, 700u, 1u })
             {
                 EXPECT_TRUE (handle.process (inputs, numOutputs, blockSize) == expected) << numInputs << " in, " << numOutputs << " out, in blocks of " << blockSize;
                 EXPECT_EQ (varnel_reverb_reset (handle.reverb), VARNEL_REVERB_OK); // and then all begins anew
