@@ -59,3 +59,7 @@ set (CPACK_DEBIAN_PACKAGE_DEPENDS "libx11-6, libxext6, libxrender1, libxinerama1
 set (CPACK_DEBIAN_PACKAGE_RECOMMENDS "libjack-jackd2-0 | libjack-0.125 | pipewire-jack, xdg-utils")
 
 include (CPack)
+
+# The C library and the Python module are packages of their own: cpack --config CPackLibraries.cmake
+file (WRITE "${PROJECT_BINARY_DIR}/triggers" "activate-noawait ldconfig\n")
+configure_file ("${CMAKE_CURRENT_LIST_DIR}/CPackLibraries.cmake.in" "${PROJECT_BINARY_DIR}/CPackLibraries.cmake" @ONLY)

@@ -9,7 +9,7 @@ cd "$(dirname "$0")/.."
 fail() { echo "check-package: $*" >&2; exit 1; }
 step() { printf '\n== %s\n' "$*"; }
 
-package=$(realpath "${1:-$(ls build/packages/*.deb)}")
+package=$(realpath "${1:-$(ls build/packages/varnel-reverb_*.deb)}")
 [ "$(id -u)" = 0 ] || fail "root is needed"
 
 root=$(mktemp -d)

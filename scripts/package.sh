@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: AGPL-3.0-only
-# Installs what is needed, builds, and makes a Debian package and a tar archive in build/packages.
+# Installs what is needed, builds, and makes Debian packages and a tar archive in build/packages.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -8,7 +8,7 @@ scripts/setup.sh
 cmake --preset release >/dev/null
 cmake --build build
 rm -rf build/packages
-(cd build && cpack -G "DEB;TGZ")
+(cd build && cpack -G "DEB;TGZ" && cpack -G DEB --config CPackLibraries.cmake)
 rm -rf build/packages/_CPack_Packages
 
 echo

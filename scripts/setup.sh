@@ -25,6 +25,8 @@ packages=(
     alsa-utils sox # a recording for the demo, and its spectrograms
     python3-pil # reads the documents' pictures as strictly as the strictest viewer
     jackd2 jalv lv2-dev sordi # hosts and validators for the tests
+    python3-dev pybind11-dev python3-numpy python3-pytest python3-soundfile # the Python module and its tests
+    abigail-tools # compares the C library's binary interface with the recorded one
     appstream desktop-file-utils mandoc man-db # validators
     dpkg-dev file # for the package
 )

@@ -35,10 +35,14 @@ cmake --install build --prefix "$prefix" >/dev/null
 "$prefix/bin/varnel-reverb" --version
 [ -f "$prefix/lib/vst3/Varnel Reverb.vst3/Contents/Resources/moduleinfo.json" ]
 [ -f "$prefix/lib/lv2/Varnel Reverb.lv2/manifest.ttl" ]
+[ -f "$prefix/lib/lv2/Varnel Reverb plain.lv2/presets.ttl" ]
 "$prefix/bin/varnel-render" --version
 DESTDIR="$prefix/root" cmake --install build --component presets >/dev/null
 installed="$prefix/root/opt/Application Support/Ostry/Varnel Reverb/Factory Presets"
 diff -r presets/factory "$installed" && echo "all presets installed"
+
+step "C library without JUCE"
+scripts/check-library.sh
 
 step "Documents"
 scripts/check-documents.py
