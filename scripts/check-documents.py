@@ -35,6 +35,8 @@ NOT_RUN = {
     r"scripts/(screenshot|check-package|check-everywhere)\.sh": "takes minutes and, some of them, root",
     r"(sudo )?cmake --(preset|build|install) ": "scripts/test.sh does all of it",
     r"ctest ": "scripts/test.sh does it",
+    r"jalv ": "needs a JACK server",
+    r"scripts/(check-library\.sh|benchmark-python\.py)": "scripts/test.sh runs the one; the other takes minutes",
     r"ffmpeg ": "needs ffmpeg, which nothing else here does, and a film",
 }
 
