@@ -36,7 +36,7 @@ describe() {
         armhf-clang) # which uses the vector unit of this processor, if it may
             of_debian arm-linux-gnueabihf qemu-arm
             compiler=clang++ flags+=(--target=arm-linux-gnueabihf -mfpu=neon) packages+=(clang) ;;
-        windows) compiler=x86_64-w64-mingw32-g++-posix flags=(-static) runner=(wine64) suffix=.exe packages=(g++-mingw-w64-x86-64 wine64) ;;
+        windows) compiler=x86_64-w64-mingw32-g++-posix flags=(-static) runner=(wine64) suffix=.exe packages=(g++-mingw-w64-x86-64-posix wine64) ;;
         musl) compiler=musl-g++ packages+=(musl-tools) ;;
         wasm | wasm-simd)
             compiler=em++ flags=(-sALLOW_MEMORY_GROWTH=1 -sENVIRONMENT=node) runner=(node) suffix=.js packages=(emscripten node-acorn nodejs)

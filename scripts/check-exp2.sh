@@ -8,5 +8,5 @@ cd "$(dirname "$0")/.."
 scripts/setup.sh --also libmpfr-dev
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
-${CXX:-g++} -std=c++20 -O2 -ffp-contract=off -Isource tests/engine/exp2_check.cpp source/engine/Exp2.cpp -lmpfr -lgmp -pthread -o "$folder/check"
+${CXX:-g++} -std=c++20 -O2 -ffp-contract=off -Isource benchmarks/Exp2Check.cpp source/engine/Exp2.cpp -lmpfr -lgmp -pthread -o "$folder/check"
 "$folder/check"
