@@ -22,6 +22,8 @@ enum class Signal
     sweepingSize
 };
 
+constexpr float spinAsItIs = -1.0f;
+
 /** A stereo block of white noise at half of full scale, and a copy to work on. */
 struct Block
 {
@@ -57,13 +59,18 @@ void reportFrames (benchmark::State& state)
     state.counters["time per frame"] = benchmark::Counter (static_cast<double> (state.iterations()) * blockSize, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
 }
 
-void engine (benchmark::State& state, Signal signal)
+/** The state's ranges: sample rate in Hz, frames in each call. */
+void engine (benchmark::State& state, Signal signal, float spin = spinAsItIs)
 {
+    const auto framesPerCall = static_cast<int> (state.range (1));
     varnel::ReverbEngine reverb;
     reverb.prepare (static_cast<double> (state.range (0)), 2);
 
     for (const auto& parameter : varnel::parameterTable)
         (reverb.*parameter.apply) (parameter.defaultValue);
+
+    if (spin >= 0.0f)
+        reverb.setSpin (spin);
 
     Block block;
     float* const channels[] { block.left.data(), block.right.data() };
@@ -90,7 +97,13 @@ void engine (benchmark::State& state, Signal signal)
         }
 
         block.fill (signal);
-        reverb.processBlock (channels, 2, blockSize);
+
+        for (int start = 0; start < blockSize; start += framesPerCall)
+        {
+            float* const part[] { channels[0] + start, channels[1] + start };
+            reverb.processBlock (part, 2, framesPerCall);
+        }
+
         benchmark::ClobberMemory();
     }
 
@@ -116,8 +129,9 @@ void juceReverb (benchmark::State& state, Signal signal)
 
 } // namespace
 
-BENCHMARK_CAPTURE (engine, noise, Signal::noise)->Arg (44100)->Arg (48000)->Arg (96000)->Arg (192000);
-BENCHMARK_CAPTURE (engine, silence, Signal::silenceAfterTail)->Arg (44100)->Arg (48000)->Arg (96000)->Arg (192000);
-BENCHMARK_CAPTURE (engine, denormals, Signal::denormals)->Arg (48000);
-BENCHMARK_CAPTURE (engine, sweep, Signal::sweepingSize)->Arg (44100)->Arg (48000)->Arg (96000)->Arg (192000);
+BENCHMARK_CAPTURE (engine, noise, Signal::noise)->ArgsProduct ({ { 44100, 48000, 96000, 192000 }, { blockSize } })->ArgsProduct ({ { 48000 }, { 64, 32, 16 } });
+BENCHMARK_CAPTURE (engine, spinAtRest, Signal::noise, 0.0f)->Args ({ 48000, blockSize });
+BENCHMARK_CAPTURE (engine, silence, Signal::silenceAfterTail)->ArgsProduct ({ { 44100, 48000, 96000, 192000 }, { blockSize } });
+BENCHMARK_CAPTURE (engine, denormals, Signal::denormals)->Args ({ 48000, blockSize });
+BENCHMARK_CAPTURE (engine, sweep, Signal::sweepingSize)->ArgsProduct ({ { 44100, 48000, 96000, 192000 }, { blockSize } });
 BENCHMARK_CAPTURE (juceReverb, noise, Signal::noise)->Arg (48000);

@@ -4,7 +4,9 @@
 #include "HostedPlugin.h"
 
 #include <algorithm>
+#include <chrono>
 #include <ctime>
+#include <limits>
 #include <numeric>
 #include <random>
 
@@ -118,4 +120,40 @@ void measure (std::vector<Run>& runs, int numTurns)
                 run->times.push_back ((threadNanoseconds() - start) / framesPerTurn);
             }
         } });
+}
+
+void measureBlocks (Run& run, int numBlocks)
+{
+    using Clock = std::chrono::steady_clock; // a look at the thread's own time would take longer than a small block
+    constexpr int numPasses = 4;
+    const auto blockSize = run.conditions->blockSize;
+    const auto sound = noise (2, blockSize);
+    run.blocks.assign (static_cast<size_t> (numBlocks), std::numeric_limits<double>::max());
+
+    for (int pass = 0; pass < numPasses; ++pass)
+    {
+        run.plugin->releaseResources();
+        prepare (*run.plugin, run.conditions->sampleRate, blockSize);
+
+        onAudioThread ([&]
+                       {
+            juce::FloatVectorOperations::disableDenormalisedNumberSupport();
+            juce::AudioBuffer<float> buffer;
+            juce::MidiBuffer midi;
+
+            for (int i = 0; i < 2 * numBlocks; ++i) // settings come to rest in the first half
+            {
+                buffer.makeCopyOf (sound, true);
+                const auto start = Clock::now();
+                run.plugin->processBlock (buffer, midi);
+                const std::chrono::duration<double, std::nano> time = Clock::now() - start;
+                midi.clear();
+
+                if (i >= numBlocks)
+                {
+                    auto& least = run.blocks[static_cast<size_t> (i - numBlocks)];
+                    least = std::min (least, time.count() / blockSize);
+                }
+            } });
+    }
 }

@@ -24,7 +24,8 @@ struct Run
 {
     const Conditions* conditions;
     std::unique_ptr<juce::AudioPluginInstance> plugin;
-    std::vector<double> times; ///< processor time of the audio thread, turn by turn, in nanoseconds per stereo frame
+    std::vector<double> times;     ///< processor time of the audio thread, turn by turn, in nanoseconds per stereo frame
+    std::vector<double> blocks {}; ///< time of each block of a stretch of noise, in nanoseconds per stereo frame
 };
 
 /** How a reverb answers one click. */
@@ -40,3 +41,8 @@ Response responseOf (juce::AudioPluginInstance&, const Conditions&);
 /** Lets prepared plug-ins take turns and times each turn. Whatever disturbs the machine for a while disturbs all alike;
     the order changes from round to round, so that nobody always comes after the same one. */
 void measure (std::vector<Run>&, int numTurns);
+
+/** Times each block of the same noise, from the moment at which the plug-in is prepared. Several passes, of which each
+    block's least time counts: what the machine does between comes at other places in each of them, what the plug-in does
+    at the same ones. */
+void measureBlocks (Run&, int numBlocks);

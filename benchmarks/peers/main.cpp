@@ -29,6 +29,7 @@ const Conditions allConditions[] {
 
 constexpr int allTurns = 525; ///< three minutes at 48 kHz: all but the longest tails become denormal, if they do at all
 constexpr int fewTurns = 20;
+constexpr int framesOfBlocks = 1 << 20; ///< 22 s, so that the slowest of a thousand blocks of 1024 is one of a few
 
 /** Loads a reverb once for each of the conditions and has it answer a click there.
     @returns its runs, or none and the reason in the facts */
@@ -68,7 +69,7 @@ std::vector<Run> prepareRuns (const Peer& peer, PeerHost& host, juce::DynamicObj
             return {};
         }
 
-        runs.push_back ({ &conditions, std::move (plugin), {} });
+        runs.push_back ({ &conditions, std::move (plugin), {}, {} });
     }
 
     std::fprintf (stderr, "peers: %s %s: ready\n", peer.name.toRawUTF8(), peer.format.toRawUTF8());
@@ -108,12 +109,24 @@ int compare (const juce::ArgumentList& arguments)
     std::fprintf (stderr, "peers: measuring\n");
     measure (runs, arguments.containsOption ("--quick") ? fewTurns : allTurns);
 
+    const auto list = [] (const std::vector<double>& times)
+    {
+        juce::Array<juce::var> values;
+        for (const auto time : times)
+            values.add (time);
+        return values;
+    };
+
     for (size_t i = 0; i < runs.size(); ++i)
     {
-        juce::Array<juce::var> times;
-        for (const auto time : runs[i].times)
-            times.add (time);
-        owners[i]->setProperty (runs[i].conditions->name, times);
+        const juce::String name (runs[i].conditions->name);
+        owners[i]->setProperty (runs[i].conditions->name, list (runs[i].times));
+
+        if (name == "smallBlocks" || name == "largeBlocks")
+        {
+            measureBlocks (runs[i], arguments.containsOption ("--quick") ? 1000 : framesOfBlocks / runs[i].conditions->blockSize);
+            owners[i]->setProperty (name + "Each", list (runs[i].blocks));
+        }
     }
 
     juce::DynamicObject::Ptr results (new juce::DynamicObject());
