@@ -60,6 +60,6 @@ set (CPACK_DEBIAN_PACKAGE_RECOMMENDS "libjack-jackd2-0 | libjack-0.125 | pipewir
 
 include (CPack)
 
-# The C library and the Python module are packages of their own: cpack --config CPackLibraries.cmake
+# The C library and the Python module are packages of their own: see scripts/package.sh
 file (WRITE "${PROJECT_BINARY_DIR}/triggers" "activate-noawait ldconfig\n")
 configure_file ("${CMAKE_CURRENT_LIST_DIR}/CPackLibraries.cmake.in" "${PROJECT_BINARY_DIR}/CPackLibraries.cmake" @ONLY)

@@ -8,7 +8,10 @@ scripts/setup.sh
 cmake --preset release >/dev/null
 cmake --build build
 rm -rf build/packages
-(cd build && cpack -G "DEB;TGZ" && cpack -G DEB --config CPackLibraries.cmake)
+(cd build && cpack -G "DEB;TGZ")
+for component in library library-development python; do
+    (cd build && COMPONENT=$component cpack -G DEB --config CPackLibraries.cmake)
+done
 rm -rf build/packages/_CPack_Packages
 
 echo
