@@ -79,7 +79,7 @@ ctest --preset tsan -R '^Threads|^Controllers\.|\.May|\.Knows'
 # are enough to find an assertion.
 step "JUCE's assertions and leak detector"
 cmake --preset debug -DCMAKE_CXX_FLAGS_DEBUG=-g1
-cmake --build --preset debug --target varnel-engine-tests varnel-plugin-tests varnel-realtime-tests varnel-render-tests varnel-editor-tests
-ctest --preset debug -E '^Engine\.|^Hosts\.|^Packaging\.|^Standalone'
+cmake --build --preset debug --target varnel-engine-tests varnel-plugin-tests varnel-realtime-tests varnel-render-tests varnel-editor-tests varnel-library-tests varnel-plain-lv2-tests
+ctest --preset debug -E '^Engine\.|^Python|^PlainLv2\.Data|^Hosts\.|^Packaging\.|^Standalone'
 
 step "All passed"
