@@ -6,6 +6,10 @@ set (VARNEL_AAX_SDK_DIR "" CACHE PATH "An AAX SDK; the AAX format is built only 
 # Programs that JUCE builds and runs while it builds these formats cannot load what a sanitizer has instrumented.
 if (NOT VARNEL_SANITIZERS)
     set (VARNEL_FORMATS VST3 LV2)
+
+    if (APPLE)
+        list (APPEND VARNEL_FORMATS AU) # of type aumf, an effect that hears MIDI: auval -v aumf R6i9 Osty
+    endif()
 endif()
 
 if (VARNEL_AAX_SDK_DIR)
@@ -19,6 +23,12 @@ set (VARNEL_FORMAT_TERMS
      LV2URI ${VARNEL_LV2_URI}
      AAX_CATEGORY Reverb
      AAX_IDENTIFIER ${VARNEL_EFFECT_ID})
+
+# JUCE's programs that describe the bundles load the plug-in, which would look for its user's settings, and start some.
+# Whoever builds is no user: what runs in this folder's build has a home of its own.
+set_property (DIRECTORY PROPERTY RULE_LAUNCH_CUSTOM
+              "\"${CMAKE_COMMAND}\" -E env --unset=XDG_CONFIG_HOME --unset=XDG_CACHE_HOME --unset=XDG_DATA_HOME \"HOME=${PROJECT_BINARY_DIR}/home\"")
+file (MAKE_DIRECTORY "${PROJECT_BINARY_DIR}/home")
 
 # What juce_add_plugin leaves to be done, once the target is there.
 function (varnel_finish_formats target)

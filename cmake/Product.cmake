@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: AGPL-3.0-only
 # What the product is called and known by, for the build, the formats' wrappers, the code (Product.h) and the packages.
 
+set (VARNEL_RELEASE_DATE 2026-11-24) # of the version in the project's CMakeLists.txt
 set (VARNEL_NAME "Varnel Reverb")
 set (VARNEL_MAKER "Ostry")
 set (VARNEL_MAKER_CODE Osty)

@@ -32,7 +32,7 @@ NOT_RUN = {
     r"(VARNEL_JUCE_DIR=\S+ )?scripts/test\.sh": "needs another JUCE",
     r"scripts/(benchmark|compare-peers|compare-sound|long-run|fuzz)\.sh": "takes minutes to days",
     r"scripts/(measure-(presets|sound|controls)|check-documents)\.py": "takes minutes, or is this",
-    r"scripts/(screenshot|check-package|check-everywhere)\.sh": "takes minutes and, some of them, root",
+    r"scripts/(screenshot|check-(package|reproducible|everywhere))\.sh": "takes minutes and, some of them, root",
     r"(sudo )?cmake --(preset|build|install) ": "scripts/test.sh does all of it",
     r"ctest ": "scripts/test.sh does it",
     r"jalv ": "needs a JACK server",

@@ -4,7 +4,7 @@
 # Disassembles the engine's two sample loops and fails if they call, or jump into, any other function.
 set -eu
 
-loops=$(objdump --disassemble --reloc --no-show-raw-insn --demangle "$1" |
+loops=$("${OBJDUMP:-objdump}" --disassemble --reloc --no-show-raw-insn --demangle "$1" |
     awk '/^[0-9a-f]+ <.*ReverbEngine::(plain|fast)Loop\(.*>:$/ { inside = 1 } /^$/ { inside = 0 } inside')
 
 count=$(printf '%s\n' "$loops" | grep -c '>:$' || true)

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: AGPL-3.0-only
 # Usage: check-package.sh [PACKAGE.deb]
-# Installs, upgrades and removes the Debian package in a system of its own, made by debootstrap from this system's
-# mirror. Root is needed. VARNEL_CHECK_ROOT may name a tar archive of such a system, which is made if it is not there.
+# Has lintian look at the Debian package, and installs, upgrades and removes it in a system of its own, made by debootstrap
+# from this system's mirror. Root is needed. VARNEL_CHECK_ROOT may name a tar archive of such a system, which is made if it is not there.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -11,6 +11,10 @@ step() { printf '\n== %s\n' "$*"; }
 
 package=$(realpath "${1:-$(ls build/packages/varnel-reverb_*.deb)}")
 [ "$(id -u)" = 0 ] || fail "root is needed"
+
+step "Lintian"
+scripts/setup.sh --also lintian debootstrap
+lintian --allow-root --fail-on error,warning "$package"
 
 root=$(mktemp -d)
 trap 'rm -rf "$root"' EXIT
@@ -48,7 +52,7 @@ step "Installation"
 inside dpkg --install /tmp/package.deb >/dev/null
 for file in bin/varnel-render bin/varnel-reverb "lib/lv2/Varnel Reverb.lv2/manifest.ttl" \
             "lib/vst3/Varnel Reverb.vst3/Contents/Resources/moduleinfo.json" share/applications/varnel-reverb.desktop \
-            share/icons/hicolor/scalable/apps/varnel-reverb.svg share/man/man1/varnel-render.1 \
+            share/icons/hicolor/scalable/apps/varnel-reverb.svg share/man/man1/varnel-render.1.gz \
             share/bash-completion/completions/varnel-render share/zsh/vendor-completions/_varnel-render \
             share/fish/vendor_completions.d/varnel-render.fish share/doc/varnel-reverb/copyright; do
     [ -f "$root/usr/$file" ] || fail "/usr/$file is missing"

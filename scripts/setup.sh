@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: AGPL-3.0-only
-# Usage: setup.sh [--also PACKAGE...]
+# Usage: setup.sh [--arch ARCHITECTURE | --also PACKAGE...]
 # Installs what building, testing and the demo need, on Debian 12 and 13, and what --also names. May be run any number of times.
+# With --arch also what a build for another of Debian's architectures needs: its compiler and an emulator, which are
+# installed, and its libraries, which are unpacked into .sysroot-ARCHITECTURE: nothing of this system makes room for them.
 #
 # JUCE 8 comes from the package where the release carries it. Where it does not (Debian 12), the source
 # package of the next release is unpacked into .juce; the system's own package lists stay as they are.
@@ -11,17 +13,32 @@ cd "$(dirname "$0")/.."
 
 next_release=trixie
 
-packages=(
-    build-essential binutils cmake ninja-build pkg-config clang-format git
-    clang libclang-rt-dev valgrind # sanitizers, fuzzers
+architecture=
+also=()
+
+case $#${1:-} in
+    0) ;;
+    2--arch) architecture=$2 ;;
+    *--also) also=("${@:2}") ;;
+    *) echo "usage: setup.sh [--arch ARCHITECTURE | --also PACKAGE...]" >&2; exit 2 ;;
+esac
+
+libraries=(
     libcli11-dev nlohmann-json3-dev libgtest-dev libbenchmark-dev
     libsndfile1-dev libogg-dev zlib1g-dev libpng-dev libjpeg-dev
     libfreetype-dev libfontconfig1-dev
     libasound2-dev libjack-jackd2-dev
     libx11-dev libxext-dev libxinerama-dev libxrandr-dev libxcursor-dev libxcomposite-dev
+    libxres-dev libxtst-dev # the tests' screen
+)
+
+packages=(
+    build-essential binutils cmake ninja-build pkg-config clang-format git
+    clang libclang-rt-dev valgrind # sanitizers, fuzzers
+    "${libraries[@]}"
     fonts-dejavu-core
     fonts-league-spartan python3-fonttools # what the caption face is made of, and with
-    xvfb libxres-dev libxtst-dev # a screen for the tests of the window
+    xvfb # a screen for the tests of the window
     alsa-utils sox # a recording for the demo, and its spectrograms
     python3-pil # reads the documents' pictures as strictly as the strictest viewer
     jackd2 jalv lv2-dev sordi # hosts and validators for the tests
@@ -63,31 +80,70 @@ install_missing() {
     as_root env DEBIAN_FRONTEND=noninteractive apt-get -qq install -y --no-install-recommends "${absent[@]}" >/dev/null
 }
 
-# Unpacks the next release's JUCE source package, with package lists and a cache of its own.
-fetch_juce() {
-    local codename folder
+# Makes $folder, and $apt: an apt-get with lists and a cache there, so that the system's own stay as they are.
+# Arguments: what is fetched (deb or deb-src), and of which release, by this system's servers.
+set_apart() {
+    local codename
     codename=$(. /etc/os-release && echo "${VERSION_CODENAME:?}")
-    folder=$(mktemp -d "$PWD/.juce-fetch.XXXXXX")
-    trap "rm -rf '$folder'" EXIT # expanded now: the variable is gone when the trap runs
+    folder=$(mktemp -d "$PWD/.setup.XXXXXX")
+    trap 'rm -rf "$folder"' EXIT
     mkdir -p "$folder"/{lists/partial,cache/archives/partial,sources,tree}
 
     if [ -f /etc/apt/sources.list.d/debian.sources ]; then
-        sed -e 's/^Types:.*/Types: deb-src/' -e "s/\b$codename\b/$next_release/g" \
-            /etc/apt/sources.list.d/debian.sources >"$folder/sources/next.sources"
+        sed -e "s/^Types:.*/Types: $1/" -e "s/\b$codename\b/${2:-$codename}/g" \
+            /etc/apt/sources.list.d/debian.sources >"$folder/sources/debian.sources"
     else
-        sed -n -e "s/\b$codename\b/$next_release/g" -e 's/^deb /deb-src /p' /etc/apt/sources.list >"$folder/sources/next.list"
+        sed -n -e "s/\b$codename\b/${2:-$codename}/g" -e "s/^deb /$1 /p" /etc/apt/sources.list >"$folder/sources/debian.list"
     fi
 
-    local apt=(apt-get -qq -o Dir::State::lists="$folder/lists" -o Dir::Etc::sourcelist=/dev/null
-               -o Dir::Etc::sourceparts="$folder/sources" -o Dir::Cache="$folder/cache" -o APT::Sandbox::User="$(id -un)")
+    apt=(apt-get -qq -o Dir::State::lists="$folder/lists" -o Dir::Etc::sourcelist=/dev/null
+         -o Dir::Etc::sourceparts="$folder/sources" -o Dir::Cache="$folder/cache" -o APT::Sandbox::User="$(id -un)")
+}
+
+fetch_juce() {
+    set_apart deb-src "$next_release"
     echo "setup: unpacking JUCE 8 from Debian's source package"
     "${apt[@]}" update
     (cd "$folder/tree" && "${apt[@]}" source juce >/dev/null)
     rm -rf .juce
     mv "$folder"/tree/juce-8*/ .juce
+    rm -rf "$folder"
 }
 
-install_missing "${packages[@]}" "${@:2}"
+# Unpacks the libraries, and what they need, into a system that is only read from and never installed.
+fetch_sysroot() {
+    local system=.sysroot-$architecture package link target
+    set_apart deb
+    apt+=(-o APT::Architecture="$architecture" -o APT::Architectures="$architecture" -o Dir::State::status="$folder/status"
+          -o Dir::State::extended_states="$folder/extended" -o Debug::NoLocking=true)
+    touch "$folder/status"
+    echo "setup: unpacking libraries for $architecture into $system"
+    "${apt[@]}" update
+    "${apt[@]}" install -y --no-install-recommends --download-only "${libraries[@]}" >/dev/null
+
+    mkdir -p "$folder"/tree/{DEBIAN,usr/lib}
+    ln -s usr/lib "$folder/tree/lib"
+    for package in "$folder"/cache/archives/*.deb; do
+        dpkg-deb --fsys-tarfile "$package" | tar -C "$folder/tree" -x --no-same-owner --keep-directory-symlink
+        # What dpkg-shlibdeps reads of a package beside the one that it works for
+        for file in shlibs symbols; do
+            dpkg-deb --info "$package" "$file" >>"$folder/tree/DEBIAN/$file" 2>/dev/null || true
+        done
+    done
+
+    # Links that lead to a root lead to this one.
+    find "$folder/tree" -type l -lname '/*' | while read -r link; do
+        target=$(readlink "$link")
+        ln -sfn "$(realpath -m --relative-to="$(dirname "$link")" "$folder/tree$target")" "$link"
+    done
+
+    rm -rf "$system"
+    printf '%s\n' "${libraries[@]}" >"$folder/tree/packages" # last: a whole sysroot has it
+    mv "$folder/tree" "$system"
+    rm -rf "$folder"
+}
+
+install_missing "${packages[@]}" "${also[@]}"
 
 if [ -n "${VARNEL_JUCE_DIR:-}" ]; then
     echo "setup: using the JUCE tree in $VARNEL_JUCE_DIR"
@@ -101,4 +157,10 @@ elif [ ! -f .juce/CMakeLists.txt ] && [ -n "$(missing juce-modules-source)" ]; t
         install_missing dpkg-dev
         fetch_juce
     fi
+fi
+
+if [ -n "$architecture" ]; then
+    machine=$(dpkg-architecture -a "$architecture" -q DEB_HOST_GNU_TYPE 2>/dev/null) || { echo "setup: Debian has no architecture $architecture" >&2; exit 1; }
+    install_missing "g++-$machine" qemu-user
+    printf '%s\n' "${libraries[@]}" | cmp -s - ".sysroot-$architecture/packages" || fetch_sysroot
 fi
