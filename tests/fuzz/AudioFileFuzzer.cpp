@@ -3,7 +3,7 @@
 
 #include "Fuzz.h"
 
-#include "render/AudioFiles.h"
+#include "render/InputAudioFile.h"
 #include "render/Errors.h"
 #include "render/SampleRates.h"
 
