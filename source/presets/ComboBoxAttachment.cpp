@@ -45,7 +45,7 @@ struct CustomCallbackLambda : juce::PopupMenu::CustomCallback
 
 bool liesIn (const juce::File& file, const juce::File& folder)
 {
-    return file.getFullPathName().startsWith (folder.getFullPathName() + "/");
+    return file.getFullPathName().startsWith (juce::File::addTrailingSeparator (folder.getFullPathName()));
 }
 
 int countRows (const PresetManager::Folder& root)

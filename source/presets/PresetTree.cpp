@@ -45,14 +45,27 @@ struct Entry
 
 std::optional<Identity> identityOf (const std::string& path)
 {
-    return Identity { 0, juce::File (path).getFileIdentifier() };
+    const auto number = juce::File (juce::String::fromUTF8 (path.data(), static_cast<int> (path.size()))).getFileIdentifier();
+    return number != 0 ? std::optional (Identity { 0, number }) : std::nullopt;
+}
+
+// Bytes are in the system's code page to the standard library, and UTF-8 to us.
+std::filesystem::path pathFrom (const std::string& utf8)
+{
+    return std::u8string (utf8.begin(), utf8.end());
+}
+
+std::string utf8From (const std::filesystem::path& path)
+{
+    const auto utf8 = path.u8string();
+    return { utf8.begin(), utf8.end() };
 }
 
 class Directory
 {
 public:
     Directory (const std::string& pathToUse, const Directory* /*parent*/, const std::string& /*name*/)
-        : path (pathToUse), iterator (path, error) {}
+        : path (pathToUse), iterator (pathFrom (path), error) {}
 
     std::optional<Identity> identity() const { return identityOf (path); }
 
@@ -62,7 +75,7 @@ public:
             return false;
 
         std::error_code gone;
-        entry = { iterator->path().filename().string(), Entry::Kind::other, {} };
+        entry = { utf8From (iterator->path().filename()), Entry::Kind::other, {} };
 
         if (iterator->is_directory (gone))
             entry.kind = Entry::Kind::folder;
@@ -70,7 +83,7 @@ public:
             entry.kind = Entry::Kind::file;
 
         if (entry.kind == Entry::Kind::folder && iterator->is_symlink (gone))
-            entry.linkedFolder = identityOf (iterator->path().string());
+            entry.linkedFolder = identityOf (utf8From (iterator->path()));
 
         iterator.increment (error);
         return true;
@@ -87,6 +100,15 @@ private:
 Identity identityOf (const struct stat& status)
 {
     return { static_cast<juce::uint64> (status.st_dev), static_cast<juce::uint64> (status.st_ino) };
+}
+
+std::filesystem::path pathFrom (const std::string& bytes)
+{
+    return bytes;
+}
+std::string utf8From (const std::filesystem::path& path)
+{
+    return path.string();
 }
 
 std::optional<Identity> identityOf (const std::string& path)
@@ -274,11 +296,11 @@ private:
             aboveRoot.emplace();
             std::error_code error;
 
-            for (auto path = std::filesystem::canonical (root.folder.getFullPathName().toStdString(), error); ! error && path.has_relative_path();)
+            for (auto path = std::filesystem::canonical (pathFrom (root.folder.getFullPathName().toStdString()), error); ! error && path.has_relative_path();)
             {
                 path = path.parent_path();
 
-                if (const auto identity = identityOf (path.string()))
+                if (const auto identity = identityOf (utf8From (path)))
                     aboveRoot->push_back (*identity);
             }
         }

@@ -13,7 +13,20 @@ namespace
 
 std::filesystem::path pathOf (const juce::File& file)
 {
+#if JUCE_WINDOWS
+    return file.getFullPathName().toWideCharPointer(); // a path of bytes would be in the system's code page
+#else
     return file.getFullPathName().toStdString();
+#endif
+}
+
+juce::String textOf (const std::filesystem::path& path)
+{
+#if JUCE_WINDOWS
+    return path.c_str();
+#else
+    return textFrom (path.string());
+#endif
 }
 
 /** Where writing to a file would end, also if nothing is there yet. */
@@ -26,7 +39,7 @@ juce::File targetOf (const juce::File& file)
     for (int i = 0; i < mostLinks && std::filesystem::is_symlink (path, error); ++i)
         path = (path.parent_path() / std::filesystem::read_symlink (path, error)).lexically_normal();
 
-    return juce::File::createFileWithoutCheckingPath (textFrom (path.string()));
+    return juce::File::createFileWithoutCheckingPath (textOf (path));
 }
 
 } // namespace

@@ -40,7 +40,7 @@ juce::File getDefaultPresetFile (juce::ApplicationProperties& settings)
 
 juce::File fileFromPath (const juce::String& path)
 {
-    if (! path.startsWithChar ('~') && ! path.startsWithChar ('/'))
+    if (! path.startsWithChar ('~') && ! juce::File::isAbsolutePath (path))
         return {};
 
     const juce::File legal (juce::File::createLegalPathName (path)), stored (path);

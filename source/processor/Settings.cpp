@@ -23,7 +23,11 @@ bool hasHome()
 #endif
 }
 
+#if JUCE_WINDOWS
+const juce::File nowhere { "C:\\nonexistent" };
+#else
 const juce::File nowhere { "/nonexistent" };
+#endif
 
 juce::String settingsFolder (const juce::File& parent)
 {

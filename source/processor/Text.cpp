@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 #include "Text.h"
 
+#include "Decimal.h"
+
 #include <algorithm>
-#include <charconv>
 #include <limits>
 
 namespace varnel
@@ -138,7 +139,7 @@ double numberIn (const juce::String& text)
         ++start;
 
     double number = 0.0;
-    const auto [stop, error] = std::from_chars (start, end, number);
+    const auto [stop, error] = readDecimal (start, end, number);
 
     // The standard does not say which of the two it was.
     if (error == std::errc::result_out_of_range)

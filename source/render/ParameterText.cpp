@@ -2,6 +2,7 @@
 #include "ParameterText.h"
 
 #include "Errors.h"
+#include "processor/Decimal.h"
 
 #include <algorithm>
 #include <charconv>
@@ -72,7 +73,7 @@ float parseValue (const Parameter& parameter, const std::string& typedName, cons
         ++first;
 
     double value = 0.0;
-    const auto [end, error] = std::from_chars (first, last, value);
+    const auto [end, error] = readDecimal (first, last, value);
     const auto unit = trimmed ({ end, last });
 
     if (error != std::errc() || ! std::isfinite (value) || (! unit.empty() && unit != "%" && unit != "db"))

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 #include "Stop.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>

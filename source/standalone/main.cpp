@@ -7,6 +7,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <array>
 #include <csignal>
 #include <cstdio>
 #include <iostream>
@@ -34,7 +35,13 @@ public:
             return;
         }
 
-        for (const auto signal : { SIGTERM, SIGHUP, SIGINT })
+#if JUCE_WINDOWS
+        constexpr std::array signals { SIGTERM, SIGINT };
+#else
+        constexpr std::array signals { SIGTERM, SIGHUP, SIGINT };
+#endif
+
+        for (const auto signal : signals)
             std::signal (signal, [] (int)
                          { stopRequested = 1; });
 
@@ -104,5 +111,9 @@ int main (int argc, char** argv)
     }
 
     juce::JUCEApplicationBase::createInstance = createApp;
+#if JUCE_WINDOWS
+    return juce::JUCEApplicationBase::main();
+#else
     return juce::JUCEApplicationBase::main (argc, const_cast<const char**> (argv));
+#endif
 }
