@@ -12,6 +12,31 @@ if (NOT VARNEL_SANITIZERS)
     endif()
 endif()
 
+# CLAP is ours alone, and needs no such program.
+set (VARNEL_CLAP_DIR "" CACHE PATH "A folder with CLAP's headers (include/clap in it); empty for those of Debian's dpf-source")
+
+if (CMAKE_SYSTEM_NAME STREQUAL "Linux")
+    if (VARNEL_CLAP_DIR)
+        set (folders "${VARNEL_CLAP_DIR}/include" "${VARNEL_CLAP_DIR}")
+    else()
+        set (folders /usr/include /usr/share/dpf/distrho/src)
+    endif()
+
+    foreach (folder IN LISTS folders)
+        if (NOT VARNEL_CLAP_HEADERS AND EXISTS "${folder}/clap/ext/params.h")
+            set (VARNEL_CLAP_HEADERS "${folder}")
+        endif()
+    endforeach()
+
+    if (VARNEL_CLAP_HEADERS)
+        message (STATUS "CLAP: headers in ${VARNEL_CLAP_HEADERS}")
+    elseif (VARNEL_CLAP_DIR)
+        message (FATAL_ERROR "${VARNEL_CLAP_DIR} does not hold CLAP's headers (include/clap)")
+    else()
+        message (STATUS "CLAP is not built: its headers were not found. Install dpf-source, or name a folder with -DVARNEL_CLAP_DIR=<folder>.")
+    endif()
+endif()
+
 if (VARNEL_AAX_SDK_DIR)
     juce_set_aax_sdk_path ("${VARNEL_AAX_SDK_DIR}")
     list (APPEND VARNEL_FORMATS AAX)

@@ -8,6 +8,7 @@ set (VARNEL_MAKER_CODE Osty)
 set (VARNEL_PRODUCT_CODE R6i9)
 set (VARNEL_EFFECT_ID com.Ostry.Reverb)
 set (VARNEL_LV2_URI "urn:ostry:varnel-reverb") # in sessions of hosts: never changes
+set (VARNEL_CLAP_ID com.ostry.varnel-reverb)   # as the LV2 URI
 
 # Below the machine's folder for application data, which on Linux is /opt to JUCE.
 set (VARNEL_FACTORY_FOLDER "Application Support/${VARNEL_MAKER}/${VARNEL_NAME}/Factory Presets")

@@ -70,6 +70,9 @@ public:
         @param numSamples   any number, also none */
     void processBlock (float* const* channels, int numChannels, int numSamples) noexcept;
 
+    /** Forgets the tail, as bypass does. On the thread of the blocks, between two of them. */
+    void clear() noexcept;
+
     /** The room: delay lengths, density, decay and level.
         @param value  0 to 100; a nominal decay of 0.1 s to 1000 s. What is heard rings longer: the gain that follows
                       from it acts once per branch, which is longer than the period that it is worked out for */
@@ -205,7 +208,6 @@ private:
     struct FastLoop;
 
     std::array<AllpassStage*, 12> allpassStages() noexcept;
-    void clear() noexcept;
     bool isSound() const noexcept;
     Weights weights() const noexcept;
     void setWeights() noexcept;

@@ -45,6 +45,11 @@ void HostBinding::process (juce::AudioBuffer<float>& buffer, juce::MidiBuffer& m
         processor.processBlock (buffer, midi);
 }
 
+void HostBinding::forgetTail()
+{
+    processor.engine.clear();
+}
+
 int HostBinding::latency() const
 {
     return processor.getLatencySamples();
@@ -76,6 +81,17 @@ std::optional<float> HostBinding::parameterValue (const juce::String& id) const
         return parameter->getValue();
 
     return {};
+}
+
+void HostBinding::setPlainValue (size_t index, float value)
+{
+    if (auto& parameter = processor.rawParameter (index); ! juce::exactlyEqual (value, parameter.value()))
+        parameter.moveTo (value);
+}
+
+float HostBinding::plainValue (size_t index) const
+{
+    return processor.rawParameter (index).value();
 }
 
 std::optional<juce::MemoryBlock> HostBinding::chunk (juce::uint32 type) const

@@ -36,6 +36,9 @@ public:
     /** Runs a block. Audio thread. */
     void process (juce::AudioBuffer<float>& buffer, juce::MidiBuffer& midi);
 
+    /** Silences what rings on, without allocating. Audio thread, between blocks. */
+    void forgetTail();
+
     int latency() const;
 
     /** Sets a parameter to a normalised value. Any thread.
@@ -44,6 +47,13 @@ public:
 
     /** A parameter's normalised value, if there is one of this ID. Any thread. */
     std::optional<float> parameterValue (const juce::String& id) const;
+
+    /** Sets the parameter at a place in host order to a plain value within its range. Its default is not moved to a step.
+        Any thread, the audio thread too: it takes the listeners' locks. */
+    void setPlainValue (size_t index, float value);
+
+    /** The plain value that sounds. Any thread. */
+    float plainValue (size_t index) const;
 
     /** What a host stores. There is only chunkType. Any thread. */
     std::optional<juce::MemoryBlock> chunk (juce::uint32 type) const;

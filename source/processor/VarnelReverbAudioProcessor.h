@@ -92,6 +92,9 @@ public:
         locks, and nothing moves. */
     void tellValuesOffDefault();
 
+    /** A parameter by its place in host order. */
+    RawParameter& rawParameter (size_t index) const { return *rawParameters[index]; }
+
     /** Writes the parameter tree as XML in the layout of copyXmlToBinary(). */
     void getStateInformation (juce::MemoryBlock& destData) override;
 
