@@ -18,3 +18,24 @@
 #else
     #include <clap/plugin-factory.h>
 #endif
+
+// Of small extensions that not every set of headers has, what the ABI says
+#if __has_include(<clap/ext/render.h>)
+    #include <clap/ext/render.h>
+#else
+inline constexpr char CLAP_EXT_RENDER[] = "clap.render";
+
+enum : int32_t
+{
+    CLAP_RENDER_REALTIME = 0,
+    CLAP_RENDER_OFFLINE = 1
+};
+
+using clap_plugin_render_mode = int32_t;
+
+struct clap_plugin_render_t
+{
+    bool (CLAP_ABI* has_hard_realtime_requirement) (const clap_plugin_t* plugin);
+    bool (CLAP_ABI* set) (const clap_plugin_t* plugin, clap_plugin_render_mode mode); // main thread
+};
+#endif

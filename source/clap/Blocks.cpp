@@ -84,7 +84,7 @@ bool Blocks::process (const clap_process_t& call)
         if (const auto* const value = as<clap_event_param_value_t> (header, CLAP_EVENT_PARAM_VALUE))
         {
             runUntil (time);
-            parameters.apply (*value);
+            move (*value);
         }
         else if (const auto* const message = as<clap_event_midi_t> (header, CLAP_EVENT_MIDI))
         {
@@ -106,9 +106,15 @@ void Blocks::flush (const clap_input_events_t* in, const clap_output_events_t* o
     forEach (in, [this] (const clap_event_header_t* header)
              {
         if (const auto* const value = as<clap_event_param_value_t> (header, CLAP_EVENT_PARAM_VALUE))
-            parameters.apply (*value); });
+            move (*value); });
 
     news.tell (out);
+}
+
+void Blocks::move (const clap_event_param_value_t& event)
+{
+    news.hostMoves ([&]
+                    { parameters.apply (event); });
 }
 
 void Blocks::run (float* const* channels, int numChannels, uint32_t start, uint32_t end)

@@ -21,6 +21,7 @@ public:
     void flush (const clap_input_events_t* in, const clap_output_events_t* out);
 
 private:
+    void move (const clap_event_param_value_t& event);
     void run (float* const* channels, int numChannels, uint32_t start, uint32_t end);
 
     HostBinding& binding;

@@ -136,6 +136,25 @@ struct Params
     static constexpr clap_plugin_params_t table { count, getInfo, getValue, valueToText, textToValue, flush };
 };
 
+/** Offline, controllers move parameters at once. */
+struct Render
+{
+    static bool CLAP_ABI hasHardRealtimeRequirement (const clap_plugin_t*) { return false; }
+
+    static bool CLAP_ABI set (const clap_plugin_t* plugin, clap_plugin_render_mode mode)
+    {
+        auto* const instance = instanceOf (plugin);
+
+        if (instance == nullptr || (mode != CLAP_RENDER_REALTIME && mode != CLAP_RENDER_OFFLINE))
+            return false;
+
+        instance->processor.setNonRealtime (mode == CLAP_RENDER_OFFLINE);
+        return true;
+    }
+
+    static constexpr clap_plugin_render_t table { hasHardRealtimeRequirement, set };
+};
+
 struct State
 {
     static bool CLAP_ABI save (const clap_plugin_t* plugin, const clap_ostream_t* stream)
@@ -284,6 +303,7 @@ const void* CLAP_ABI getExtension (const clap_plugin_t*, const char* id)
         { CLAP_EXT_LATENCY, &Latency::table },
         { CLAP_EXT_NOTE_PORTS, &NotePorts::table },
         { CLAP_EXT_PARAMS, &Params::table },
+        { CLAP_EXT_RENDER, &Render::table },
         { CLAP_EXT_STATE, &State::table },
         { CLAP_EXT_TIMER_SUPPORT, &Timers::table },
     };

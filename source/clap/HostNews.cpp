@@ -35,7 +35,13 @@ HostNews::~HostNews()
 void HostNews::audioProcessorParameterChanged (juce::AudioProcessor*, int index, float)
 {
     if (callingThread == juce::Thread::getCurrentThreadId())
+    {
+        // Offline, a controller's message has been answered by the time that the block ends.
+        if (! hostSpeaks && processor.isNonRealtime())
+            add (index, valueChanged);
+
         return;
+    }
 
     if ((parameters[static_cast<size_t> (index)] & inGesture) != 0)
         add (index, valueChanged);

@@ -16,7 +16,8 @@ namespace varnel::clap
     asked for a flush. Values that move without a gesture are those of a preset or a state: the host is asked to read all
     of them anew, and takes none for automation. A preset also makes the host's project one that has to be saved.
 
-    What the host itself sets is no news to it. A controller's message is none either: whoever answers it opens a gesture.
+    What the host itself sets is no news to it. In real time a controller's message is none either: whoever answers it
+    opens a gesture.
 
     The host's events come in on one thread at a time; gestures and values from any.
 */
@@ -26,7 +27,7 @@ public:
     HostNews (VarnelReverbAudioProcessor& processorToListenTo, Host& hostToTell);
     ~HostNews() override;
 
-    /** A call of the host's, a block or a flush: what moves on its thread is the host's own word. */
+    /** A call of the host's, a block or a flush. What it moves on its thread is the host's own word or a controller's. */
     class HostCall
     {
     public:
@@ -43,6 +44,15 @@ public:
 
         JUCE_DECLARE_NON_COPYABLE (HostCall)
     };
+
+    /** Does what makes a parameter move at the host's wish. Within a HostCall. */
+    template <typename Function>
+    void hostMoves (Function&& function)
+    {
+        hostSpeaks = true;
+        function();
+        hostSpeaks = false;
+    }
 
     /** Hands over gestures and values. What the host does not take is kept. Within a HostCall.
         @param list  may be null */
@@ -94,6 +104,7 @@ private:
 
     std::array<SharedValue<bool>, Parameter::count> hostKnowsGesture {};
     SharedValue<juce::Thread::ThreadID> callingThread { nullptr };
+    bool hostSpeaks = false; // the calling thread's
 
     JUCE_DECLARE_NON_COPYABLE (HostNews)
 };

@@ -77,9 +77,9 @@ Window::Size Window::fit (const Size& area) const
     const auto w = limits.getMaximumWidth(), h = limits.getMaximumHeight(); // the shape
 
     const auto length = [this] (uint32_t pixels)
-    { return static_cast<int> (std::min ((pixels + 0.5) / scale(), 1e5)); };
+    { return static_cast<int> (std::min ((pixels + 0.4999) / scale(), 1e5)); };
 
-    // The height is rounded to the nearest pixel, so that a size that fits is its own fit.
+    // Lengths are rounded to the nearest pixel, so that a size that fits is its own fit.
     const auto widest = std::min (length (area.width), ((2 * length (area.height) + 1) * w - 1) / (2 * h));
     const auto fitting = std::clamp (widest, limits.getMinimumWidth(), w);
     return sizeOf (fitting, (2 * fitting * h + w) / (2 * w));

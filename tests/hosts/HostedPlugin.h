@@ -2,6 +2,9 @@
 // A host of our own on JUCE's hosting classes, for the bundles as they have been built.
 #pragma once
 
+#ifdef VARNEL_CLAP_FILE
+    #include "ClapHost.h"
+#endif
 #include "Reference.h"
 #include "processor/Product.h"
 
@@ -12,14 +15,32 @@ struct Bundle
     const char* path;
 };
 
-inline const Bundle bundles[] { { "VST3", VARNEL_VST3_BUNDLE }, { "LV2", VARNEL_LV2_BUNDLE } };
+inline const Bundle bundles[] {
+#ifdef VARNEL_VST3_BUNDLE
+    { "VST3", VARNEL_VST3_BUNDLE },
+    { "LV2", VARNEL_LV2_BUNDLE },
+#endif
+#ifdef VARNEL_CLAP_FILE
+    { "CLAP", VARNEL_CLAP_FILE },
+    { "CLAPWithoutTimers", VARNEL_CLAP_FILE }, // in a host that has none
+#endif
+};
 
 inline std::unique_ptr<juce::AudioPluginFormat> makeFormat (const Bundle& bundle)
 {
-    if (juce::String (bundle.format) == "LV2")
+    const juce::String format (bundle.format);
+#ifdef VARNEL_VST3_BUNDLE
+    if (format == "LV2")
         return std::make_unique<juce::LV2PluginFormat>();
 
-    return std::make_unique<juce::VST3PluginFormat>();
+    if (format == "VST3")
+        return std::make_unique<juce::VST3PluginFormat>();
+#endif
+#ifdef VARNEL_CLAP_FILE
+    return std::make_unique<ClapFormat> (format == "CLAP");
+#else
+    return nullptr;
+#endif
 }
 
 /** A kind of host, with what it finds in a bundle. */
