@@ -50,7 +50,7 @@ files >"$root/tmp/before"
 
 step "Installation"
 inside dpkg --install /tmp/package.deb >/dev/null
-for file in bin/varnel-render bin/varnel-reverb "lib/lv2/Varnel Reverb.lv2/manifest.ttl" \
+for file in bin/varnel-render bin/varnel-reverb "lib/lv2/Varnel Reverb.lv2/manifest.ttl" "lib/clap/Varnel Reverb.clap" \
             "lib/vst3/Varnel Reverb.vst3/Contents/Resources/moduleinfo.json" share/applications/varnel-reverb.desktop \
             share/icons/hicolor/scalable/apps/varnel-reverb.svg share/man/man1/varnel-render.1.gz \
             share/bash-completion/completions/varnel-render share/zsh/vendor-completions/_varnel-render \
@@ -71,7 +71,7 @@ inside varnel-render --quiet --impulse 1 /tmp/response.wav
 while read -r library; do
     missing=$(inside ldd "${library#"$root"}" | grep 'not found' || true)
     [ -z "$missing" ] || fail "${library#"$root"}: $missing"
-done < <(find "$root/usr/lib/vst3/Varnel Reverb.vst3" "$root/usr/lib/lv2/Varnel Reverb.lv2" -name '*.so')
+done < <(find "$root/usr/lib/vst3/Varnel Reverb.vst3" "$root/usr/lib/lv2/Varnel Reverb.lv2" "$root/usr/lib/clap" -name '*.so' -o -name '*.clap')
 
 step "Upgrade"
 mkdir "$root/tmp/next"

@@ -32,7 +32,7 @@ run() {
     local name=$1 log=$work/$1.log dictionary=() seed=()
     [ "$seconds" -gt 60 ] || seed=(-seed=1) # a short run is to be much the same each time
     mkdir -p "$work/corpus/$name" "$work/findings"
-    case $name in chunk | preset | settings) dictionary=(-dict=tests/fuzz/xml.dict) ;; esac
+    case $name in chunk | clap-state | preset | settings) dictionary=(-dict=tests/fuzz/xml.dict) ;; esac
 
     # Standard output (the plug-in's, not the fuzzer's) goes nowhere.
     if "build-asan/tests/fuzz/fuzz-$name" -max_total_time="$seconds" -timeout=60 -rss_limit_mb=2048 -close_fd_mask=1 \

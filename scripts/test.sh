@@ -36,6 +36,7 @@ cmake --install build --prefix "$prefix" >/dev/null
 [ -f "$prefix/lib/vst3/Varnel Reverb.vst3/Contents/Resources/moduleinfo.json" ]
 [ -f "$prefix/lib/lv2/Varnel Reverb.lv2/manifest.ttl" ]
 [ -f "$prefix/lib/lv2/Varnel Reverb plain.lv2/presets.ttl" ]
+[ -f "$prefix/lib/clap/Varnel Reverb.clap" ]
 "$prefix/bin/varnel-render" --version
 DESTDIR="$prefix/root" cmake --install build --component presets >/dev/null
 installed="$prefix/root/opt/Application Support/Ostry/Varnel Reverb/Factory Presets"

@@ -39,3 +39,19 @@ struct clap_plugin_render_t
     bool (CLAP_ABI* set) (const clap_plugin_t* plugin, clap_plugin_render_mode mode); // main thread
 };
 #endif
+
+#if __has_include(<clap/ext/tail.h>)
+    #include <clap/ext/tail.h>
+#else
+inline constexpr char CLAP_EXT_TAIL[] = "clap.tail";
+
+struct clap_plugin_tail_t
+{
+    uint32_t (CLAP_ABI* get) (const clap_plugin_t* plugin); // frames, without end from INT32_MAX on; main and audio thread
+};
+
+struct clap_host_tail_t
+{
+    void (CLAP_ABI* changed) (const clap_host_t* host); // audio thread
+};
+#endif

@@ -96,6 +96,7 @@ bool Blocks::process (const clap_process_t& call)
 
     runUntil (frames);
     news.tell (call.out_events);
+    news.tellOfTail();
     return hasSound || frames == 0;
 }
 

@@ -5,9 +5,13 @@
 
 #include "Plugin.h"
 #include "State.h"
+#include "engine/TailLength.h"
 #include "processor/Product.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstring>
+#include <limits>
 
 namespace varnel::clap
 {
@@ -97,6 +101,24 @@ struct Latency
     }
 
     static constexpr clap_plugin_latency_t table { get };
+};
+
+/** How long a bounce has to go on. */
+struct Tail
+{
+    static uint32_t CLAP_ABI get (const clap_plugin_t* plugin)
+    {
+        const auto* const instance = Plugin::onAnyThread (plugin);
+
+        if (instance == nullptr)
+            return 0;
+
+        const auto& engine = instance->processor.engine;
+        const auto frames = std::ceil (tailLength (engine) * static_cast<double> (engine.sampleRate));
+        return static_cast<uint32_t> (std::min (frames, static_cast<double> (std::numeric_limits<int32_t>::max())));
+    }
+
+    static constexpr clap_plugin_tail_t table { get };
 };
 
 struct Params
@@ -305,6 +327,7 @@ const void* CLAP_ABI getExtension (const clap_plugin_t*, const char* id)
         { CLAP_EXT_PARAMS, &Params::table },
         { CLAP_EXT_RENDER, &Render::table },
         { CLAP_EXT_STATE, &State::table },
+        { CLAP_EXT_TAIL, &Tail::table },
         { CLAP_EXT_TIMER_SUPPORT, &Timers::table },
     };
 

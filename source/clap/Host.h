@@ -21,6 +21,7 @@ public:
         find (gui, CLAP_EXT_GUI);
         find (params, CLAP_EXT_PARAMS);
         find (state, CLAP_EXT_STATE);
+        find (tail, CLAP_EXT_TAIL);
         find (threadCheck, CLAP_EXT_THREAD_CHECK);
         find (timers, CLAP_EXT_TIMER_SUPPORT);
     }
@@ -33,6 +34,7 @@ public:
     const clap_host_gui_t* gui = nullptr;
     const clap_host_params_t* params = nullptr;
     const clap_host_state_t* state = nullptr;
+    const clap_host_tail_t* tail = nullptr;
     const clap_host_thread_check_t* threadCheck = nullptr;
     const clap_host_timer_support_t* timers = nullptr;
 

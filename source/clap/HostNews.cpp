@@ -34,6 +34,8 @@ HostNews::~HostNews()
 //==============================================================================
 void HostNews::audioProcessorParameterChanged (juce::AudioProcessor*, int index, float)
 {
+    hasMoved = true;
+
     if (callingThread == juce::Thread::getCurrentThreadId())
     {
         // Offline, a controller's message has been answered by the time that the block ends.
@@ -100,6 +102,12 @@ void HostNews::setProcessing (bool shouldProcess)
     // What came just before would otherwise wait until there are blocks again.
     if (! shouldProcess && hasNews())
         ask (0);
+}
+
+void HostNews::tellOfTail()
+{
+    if (hasMoved && hasMoved.exchange (false) && host.tail != nullptr)
+        host.tail->changed (&host.abi);
 }
 
 void HostNews::tell (const clap_output_events_t* list)

@@ -58,6 +58,9 @@ public:
         @param list  may be null */
     void tell (const clap_output_events_t* list);
 
+    /** Says that the tail's length is another, if anything has moved since. Audio thread, within a block. */
+    void tellOfTail();
+
     /** Whether there are blocks from now on. Audio thread. */
     void setProcessing (bool shouldProcess);
 
@@ -97,10 +100,11 @@ private:
     VarnelReverbAudioProcessor& processor;
     Host& host;
 
-    // These three order what several threads see of each other; all else about a value is its own atomic.
+    // These order what several threads see of each other; all else about a value is its own atomic.
     std::array<std::atomic<unsigned>, Parameter::count> parameters {};
     std::atomic<bool> processing { false };
     std::atomic<unsigned> tasks { 0 };
+    std::atomic<bool> hasMoved { false };
 
     std::array<SharedValue<bool>, Parameter::count> hostKnowsGesture {};
     SharedValue<juce::Thread::ThreadID> callingThread { nullptr };

@@ -127,7 +127,7 @@ struct ClapHost
     const bool hasTimers;
     std::atomic<bool> timer { false }, callbackAsked { false }, flushAsked { false };
     std::atomic<unsigned> rescans { 0 };
-    std::atomic<int> numDirty { 0 }, numResizes { 0 };
+    std::atomic<int> numDirty { 0 }, numTails { 0 }, numResizes { 0 };
     std::atomic<uint32_t> width { 0 }, height { 0 };
     std::atomic<bool> resizes { true };
 
@@ -149,6 +149,8 @@ struct ClapHost
                                     [] (auto*)
                                     { return false; },
                                     [] (auto...) {} };
+    const clap_host_tail_t hostTail { [] (const clap_host_t* h)
+                                      { EXPECT_TRUE (isAudioThread); ++of (h).numTails; } };
     const clap_host_thread_check_t hostThreads { [] (const clap_host_t* h)
                                                  { return ! isAudioThread && juce::Thread::getCurrentThreadId() == of (h).mainThread; },
                                                  [] (const clap_host_t*)
@@ -159,7 +161,7 @@ struct ClapHost
                                                  { return id == 7 && of (h).timer.exchange (false); } };
     const clap_host_t host { CLAP_VERSION_INIT, this, "small host", "", "", "1", [] (const clap_host_t* h, const char* id) -> const void*
                              {
-        const std::pair<const char*, const void*> offered[] { { CLAP_EXT_PARAMS, &of (h).hostParams }, { CLAP_EXT_STATE, &of (h).hostState }, { CLAP_EXT_GUI, &of (h).hostGui }, { CLAP_EXT_THREAD_CHECK, &of (h).hostThreads }, { CLAP_EXT_TIMER_SUPPORT, of (h).hasTimers ? &of (h).hostTimers : nullptr } };
+        const std::pair<const char*, const void*> offered[] { { CLAP_EXT_PARAMS, &of (h).hostParams }, { CLAP_EXT_STATE, &of (h).hostState }, { CLAP_EXT_GUI, &of (h).hostGui }, { CLAP_EXT_TAIL, &of (h).hostTail }, { CLAP_EXT_THREAD_CHECK, &of (h).hostThreads }, { CLAP_EXT_TIMER_SUPPORT, of (h).hasTimers ? &of (h).hostTimers : nullptr } };
         for (const auto& [name, table] : offered)
             if (std::strcmp (name, id) == 0)
                 return table;

@@ -3,6 +3,7 @@
 
 #include "HostedPlugin.h"
 #include "editor/XScreen.h"
+#include "engine/TailLength.h"
 
 #include <cmath>
 #include <limits>
@@ -81,6 +82,10 @@ TEST (Clap, MovesParametersBetweenTheFramesOfABlock)
     expectSame (heard, expected, "moved at frames 100 and 700");
     EXPECT_EQ (valuesOf (plugin.clap), (std::vector<double> { 80.0, 90.0, -12.0, -1.5, 0.0, 1.0, 1.0 }));
     EXPECT_TRUE (out.events.empty()) << "the host is told what it has said";
+
+    // The tail of these settings, of which the host has been told
+    EXPECT_EQ (plugin.clap.extension<clap_plugin_tail_t> (CLAP_EXT_TAIL).get (plugin.clap.plugin), static_cast<uint32_t> (std::ceil (varnel::tailLength (reference.processor.engine) * 48000.0)));
+    EXPECT_EQ (plugin.clap.numTails, 1);
 
     // A reset forgets the tail, frames or none; a block of none still hears its events
     ClapHost::onAudioThread ([&]

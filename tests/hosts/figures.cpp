@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 // Usage: varnel-host-figures --gtest_filter=*VST3_48000
-// Prints how soon a bundle sounds and what an instance takes, one format and rate in a process. No test: it is run by
+// Prints how soon a bundle sounds, what an instance takes and how long a frame takes it, one format and rate in a process. No test: it is run by
 // hand, and compares nothing.
 
 #include "HostedPlugin.h"
@@ -63,6 +63,33 @@ TEST_P (Figures, OfABundle)
                  soundsAfter,
                  (megabytesInUse() - first) / number,
                  number);
+}
+
+TEST_P (Figures, OfAFrame)
+{
+    const auto [bundle, rate] = GetParam();
+    Scanned host (bundle);
+
+    for (const auto size : { 32, 256 })
+    {
+        const auto plugin = host.create (rate, size);
+        prepare (*plugin, rate, size);
+        auto buffer = noise (2, size);
+        juce::MidiBuffer midi;
+        auto best = 1e9;
+
+        for (int run = 0; run < 20; ++run)
+        {
+            const auto numBlocks = rate / 5 / size;
+            const auto start = std::chrono::steady_clock::now();
+            for (int i = 0; i < numBlocks; ++i)
+                plugin->processBlock (buffer, midi);
+            const std::chrono::duration<double, std::nano> time = std::chrono::steady_clock::now() - start;
+            best = std::min (best, time.count() / (numBlocks * size));
+        }
+
+        std::printf ("%s at %d Hz, blocks of %d: %.1f ns per frame\n", bundle.format, rate, size, best);
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P (Formats, Figures, testing::Combine (testing::ValuesIn (bundles), testing::Values (48000, 192000)), [] (const auto& test)
