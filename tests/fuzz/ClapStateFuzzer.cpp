@@ -8,26 +8,24 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 
 namespace
 {
 
-/** An instance in a host that has timers, which never call. */
-struct Hosted
+const clap_host_t host { CLAP_VERSION_INIT, nullptr, "fuzzer", "", "", "", [] (const clap_host_t*, const char*) -> const void*
+                         { return nullptr; },
+                         [] (const clap_host_t*) {},
+                         [] (const clap_host_t*) {},
+                         [] (const clap_host_t*) {} };
+
+const clap_plugin_t* createPlugin()
 {
-    const clap_host_timer_support_t timers { [] (const clap_host_t*, uint32_t, clap_id*)
-                                             { return true; },
-                                             [] (const clap_host_t*, clap_id)
-                                             { return true; } };
-    const clap_host_t host { CLAP_VERSION_INIT, this, "fuzzer", "", "", "", [] (const clap_host_t* h, const char* id) -> const void*
-                             { return std::strcmp (id, CLAP_EXT_TIMER_SUPPORT) == 0 ? &static_cast<Hosted*> (h->host_data)->timers : nullptr; },
-                             [] (const clap_host_t*) {},
-                             [] (const clap_host_t*) {},
-                             [] (const clap_host_t*) {} };
-    const clap_plugin_t* const plugin = []<typename Factory> (const Factory* factory, const clap_host_t* h)
-    { return factory->create_plugin (factory, h, factory->get_plugin_descriptor (factory, 0)->id); }(static_cast<const clap_plugin_factory_t*> (clap_entry.get_factory (CLAP_PLUGIN_FACTORY_ID)), &host);
-};
+    fuzz::environment();
+    const auto* const factory = static_cast<const clap_plugin_factory_t*> (clap_entry.get_factory (CLAP_PLUGIN_FACTORY_ID));
+    const auto* const plugin = factory->create_plugin (factory, &host, factory->get_plugin_descriptor (factory, 0)->id);
+    REQUIRE (plugin->init (plugin));
+    return plugin;
+}
 
 struct Source
 {
@@ -63,20 +61,17 @@ bool load (const clap_plugin_t* plugin, Source source)
 
 int LLVMFuzzerTestOneInput (const uint8_t* data, size_t size)
 {
-    fuzz::environment();
-    static auto& hosted = *new Hosted;
-    static const auto isReady = hosted.plugin->init (hosted.plugin);
-    REQUIRE (isReady);
+    static const auto* const plugin = createPlugin();
 
     if (size == 0)
         return 0;
 
-    const auto before = valuesOf (hosted.plugin);
-    const auto isTaken = load (hosted.plugin, { data + 1, size - 1, data[0] + size_t { 1 } });
-    const auto after = valuesOf (hosted.plugin);
+    const auto before = valuesOf (plugin);
+    const auto isTaken = load (plugin, { data + 1, size - 1, data[0] + size_t { 1 } });
+    const auto after = valuesOf (plugin);
     REQUIRE (isTaken || after == before);
 
     // The same in other parts
-    REQUIRE (load (hosted.plugin, { data + 1, size - 1, 4096 }) == isTaken && valuesOf (hosted.plugin) == after);
+    REQUIRE (load (plugin, { data + 1, size - 1, 4096 }) == isTaken && valuesOf (plugin) == after);
     return 0;
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: AGPL-3.0-only
-// A host of our own for CLAP: the ABI by itself (ClapHost), and as one of JUCE's formats, so that it goes through the tests
-// of the others (ClapFormat).
+// A host of our own for CLAP: the ABI by itself (ClapHost), and an instance as one of JUCE's, so that it goes through the
+// tests of the other formats (ClapInstance).
 #pragma once
 
 #include "clap/Abi.h"
@@ -39,16 +39,12 @@ union ClapEvent
 
 inline ClapEvent clapValue (clap_id id, double value, uint32_t time = 0)
 {
-    ClapEvent event {};
-    event.value = { { sizeof (event.value), time, CLAP_CORE_EVENT_SPACE_ID, CLAP_EVENT_PARAM_VALUE, 0 }, id, nullptr, -1, -1, -1, -1, value };
-    return event;
+    return { .value = { { sizeof (event.value), time, CLAP_CORE_EVENT_SPACE_ID, CLAP_EVENT_PARAM_VALUE, 0 }, id, nullptr, -1, -1, -1, -1, value } };
 }
 
 inline ClapEvent clapMidi (uint8_t status, uint8_t first, uint8_t second, uint32_t time = 0)
 {
-    ClapEvent event {};
-    event.midi = { { sizeof (event.midi), time, CLAP_CORE_EVENT_SPACE_ID, CLAP_EVENT_MIDI, 0 }, 0, { status, first, second } };
-    return event;
+    return { .midi = { { sizeof (event.midi), time, CLAP_CORE_EVENT_SPACE_ID, CLAP_EVENT_MIDI, 0 }, 0, { status, first, second } } };
 }
 
 /** Events on their way in or out. */
@@ -71,20 +67,14 @@ struct ClapEvents
     bool isFull = false;
 
 private:
-    template <typename List>
-    static ClapEvents& of (const List* list)
-    {
-        return *static_cast<ClapEvents*> (list->ctx);
-    }
+    static ClapEvents& of (const auto* list) { return *static_cast<ClapEvents*> (list->ctx); }
 };
 
 /** An instance with the host that it sees, which notes what is asked of it. */
 struct ClapHost
 {
     explicit ClapHost (bool withTimers = true)
-        : hasTimers (withTimers), plugin (clapFactory().create_plugin (&clapFactory(), &host, "com.ostry.varnel-reverb"))
-    {
-    }
+        : hasTimers (withTimers), plugin (clapFactory().create_plugin (&clapFactory(), &host, "com.ostry.varnel-reverb")) {}
 
     ~ClapHost() { plugin->destroy (plugin); }
 
@@ -212,7 +202,9 @@ public:
             EXPECT_TRUE (isPlaying.exchange (true) || clap.plugin->start_processing (clap.plugin));
 
             ClapEvents in, out;
-            takeMoves (in);
+            for (int i = 0; i < getParameters().size(); ++i)
+                if (value (i).moved.exchange (false))
+                    in.events.push_back (clapValue (value (i).info.id, value (i).plain()));
             for (const auto message : midi)
                 in.events.push_back (clapMidi (message.data[0], message.data[1], message.data[2], static_cast<uint32_t> (message.samplePosition)));
 
@@ -225,7 +217,9 @@ public:
             const clap_process_t block { -1, static_cast<uint32_t> (buffer.getNumSamples()), nullptr, &from, &to, 1, 1, &in.in, &out.out };
             EXPECT_EQ (clap.plugin->process (clap.plugin, &block), CLAP_PROCESS_CONTINUE);
             EXPECT_EQ (to.constant_mask, 0);
-            hear (out); });
+            for (const auto& event : out.events)
+                if (event.header.type == CLAP_EVENT_PARAM_VALUE)
+                    takeOver (value (static_cast<int> (event.value.param_id)), event.value.value); });
     }
 
     void getStateInformation (juce::MemoryBlock& data) override
@@ -293,11 +287,7 @@ private:
         juce::String getName (int) const override { return info.name; }
         juce::String getLabel() const override { return {}; }
         float getValueForText (const juce::String&) const override { return 0.0f; }
-        void setValue (float value) override
-        {
-            known = value;
-            moved = true;
-        }
+        void setValue (float value) override { moved = (known = value, true); }
 
         ClapHost& clap;
         clap_param_info_t info {};
@@ -338,20 +328,6 @@ private:
     uint32_t extensionCount (bool isInput) const { return clap.extension<clap_plugin_note_ports_t> (CLAP_EXT_NOTE_PORTS).count (clap.plugin, isInput); }
     Value& value (int index) const { return *static_cast<Value*> (getParameters()[index]); }
 
-    void takeMoves (ClapEvents& in) const
-    {
-        for (int i = 0; i < getParameters().size(); ++i)
-            if (value (i).moved.exchange (false))
-                in.events.push_back (clapValue (value (i).info.id, value (i).plain()));
-    }
-
-    void hear (const ClapEvents& out)
-    {
-        for (const auto& event : out.events)
-            if (event.header.type == CLAP_EVENT_PARAM_VALUE)
-                takeOver (value (static_cast<int> (event.value.param_id)), event.value.value);
-    }
-
     static void takeOver (Value& parameter, double plain)
     {
         parameter.known = parameter.normalised (plain);
@@ -366,39 +342,10 @@ private:
 
     void timerCallback() override
     {
-        clap.idle();
-        if (clap.rescans.exchange (0) != 0)
+        if (clap.idle(); clap.rescans.exchange (0) != 0)
             readValues();
     }
 
     bool isActive = false, isInPlace = false;
     std::atomic<bool> isPlaying { false };
-};
-
-/** A host format for the one file. */
-struct ClapFormat final : juce::AudioPluginFormat
-{
-    explicit ClapFormat (bool withTimers)
-        : hasTimers (withTimers) {}
-
-    juce::String getName() const override { return "CLAP"; }
-    void findAllTypesForFile (juce::OwnedArray<juce::PluginDescription>& found, const juce::String&) override { ClapInstance::describe (*found.add (new juce::PluginDescription)); }
-    bool fileMightContainThisPluginType (const juce::String& name) override { return name.endsWith (".clap"); }
-    juce::String getNameOfPluginFromIdentifier (const juce::String& name) override { return name; }
-    bool pluginNeedsRescanning (const juce::PluginDescription&) override { return false; }
-    bool doesPluginStillExist (const juce::PluginDescription&) override { return true; }
-    bool canScanForPlugins() const override { return true; }
-    bool isTrivialToScan() const override { return true; }
-    juce::StringArray searchPathsForPlugins (const juce::FileSearchPath& path, bool, bool) override
-    {
-        juce::StringArray names;
-        for (const auto& file : path.findChildFiles (juce::File::findFiles, true, "*.clap"))
-            names.add (file.getFullPathName());
-        return names;
-    }
-    juce::FileSearchPath getDefaultLocationsToSearch() override { return {}; }
-    bool requiresUnblockedMessageThreadDuringCreation (const juce::PluginDescription&) const override { return false; }
-    void createPluginInstance (const juce::PluginDescription&, double, int, PluginCreationCallback callback) override { callback (std::make_unique<ClapInstance> (hasTimers), {}); }
-
-    const bool hasTimers;
 };

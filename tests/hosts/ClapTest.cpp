@@ -64,10 +64,9 @@ TEST (Clap, MovesParametersBetweenTheFramesOfABlock)
     // In any order, beyond the block, and with what nobody knows in between
     ClapEvents in, out;
     in.events = { clapValue (0, 80.0, 100), clapValue (99, 1.0, 101), {}, clapMidi (0xb0, 1, 2, 150), clapValue (3, noNumber, 160), clapValue (2, -12.0, 700), clapValue (5, 7.0, 200), clapValue (1, 90.0, 200), clapValue (4, -1e300, 5000) };
-    in.events.push_back (clapValue (1, 99.0, 1));
-    in.events.back().header.space_id = 3;
-    in.events.push_back (clapValue (1, 99.0, 1));
-    in.events.back().header.size = sizeof (clap_event_header_t);
+    in.events.insert (in.events.end(), 2, clapValue (1, 99.0, 1));
+    in.events[8].header.space_id = 3;
+    in.events[9].header.size = sizeof (clap_event_header_t);
 
     auto heard = noise (2, 1000, 5), expected = heard;
     EXPECT_EQ (runBlock (plugin.clap, heard, in, out), CLAP_PROCESS_CONTINUE);
@@ -171,10 +170,8 @@ TEST (Clap, TakesTheStatesOfOtherFormatsAndNothingElse)
     EXPECT_FALSE (load (plugin.clap, {}, 4096)) << "never ends";
     EXPECT_EQ (valuesOf (plugin.clap), before);
     EXPECT_TRUE (load (plugin.clap, { first, second }));
-    std::vector<double> wanted;
-    for (const auto value : values (processor))
-        wanted.push_back (value);
-    EXPECT_EQ (valuesOf (plugin.clap), wanted);
+    const auto wanted = values (processor);
+    EXPECT_EQ (valuesOf (plugin.clap), std::vector<double> (wanted.begin(), wanted.end()));
 
     deliverMessages (50);
     EXPECT_EQ (plugin.clap.numDirty, 0) << "a project that has only been opened counts as changed";

@@ -36,19 +36,22 @@ inline std::unique_ptr<juce::AudioPluginFormat> makeFormat (const Bundle& bundle
     if (format == "VST3")
         return std::make_unique<juce::VST3PluginFormat>();
 #endif
-#ifdef VARNEL_CLAP_FILE
-    return std::make_unique<ClapFormat> (format == "CLAP");
-#else
-    return nullptr;
-#endif
+    return nullptr; // JUCE has none for CLAP
 }
 
 /** A kind of host, with what it finds in a bundle. */
 struct Scanned
 {
     explicit Scanned (const Bundle& bundle)
-        : format (makeFormat (bundle))
+        : format (makeFormat (bundle)), hasTimers (juce::String (bundle.format) == "CLAP")
     {
+#ifdef VARNEL_CLAP_FILE
+        if (format == nullptr)
+        {
+            ClapInstance::describe (*found.add (new juce::PluginDescription));
+            return;
+        }
+#endif
         for (const auto& name : format->searchPathsForPlugins ({ juce::File (bundle.path).getParentDirectory().getFullPathName() }, true, false))
             format->findAllTypesForFile (found, name);
 
@@ -60,13 +63,18 @@ struct Scanned
 
     std::unique_ptr<juce::AudioPluginInstance> create (double sampleRate = 48000.0, int blockSize = 512)
     {
+#ifdef VARNEL_CLAP_FILE
+        if (format == nullptr)
+            return std::make_unique<ClapInstance> (hasTimers);
+#endif
         juce::String error;
         auto plugin = format->createInstanceFromDescription (*found[0], sampleRate, blockSize, error);
         EXPECT_NE (plugin, nullptr) << error;
         return plugin;
     }
 
-    std::unique_ptr<juce::AudioPluginFormat> format;
+    std::unique_ptr<juce::AudioPluginFormat> format; ///< null for CLAP
+    const bool hasTimers;
     juce::OwnedArray<juce::PluginDescription> found;
 };
 
