@@ -39,12 +39,12 @@ union ClapEvent
 
 inline ClapEvent clapValue (clap_id id, double value, uint32_t time = 0)
 {
-    return { .value = { { sizeof (event.value), time, CLAP_CORE_EVENT_SPACE_ID, CLAP_EVENT_PARAM_VALUE, 0 }, id, nullptr, -1, -1, -1, -1, value } };
+    return { .value = { { sizeof (clap_event_param_value_t), time, CLAP_CORE_EVENT_SPACE_ID, CLAP_EVENT_PARAM_VALUE, 0 }, id, nullptr, -1, -1, -1, -1, value } };
 }
 
 inline ClapEvent clapMidi (uint8_t status, uint8_t first, uint8_t second, uint32_t time = 0)
 {
-    return { .midi = { { sizeof (event.midi), time, CLAP_CORE_EVENT_SPACE_ID, CLAP_EVENT_MIDI, 0 }, 0, { status, first, second } } };
+    return { .midi = { { sizeof (clap_event_midi_t), time, CLAP_CORE_EVENT_SPACE_ID, CLAP_EVENT_MIDI, 0 }, 0, { status, first, second } } };
 }
 
 /** Events on their way in or out. */
