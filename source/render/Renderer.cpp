@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 #include "Renderer.h"
 
+#include "Errors.h"
 #include "InputAudioFile.h"
 #include "OutputAudioFile.h"
-#include "Errors.h"
 #include "Stop.h"
 #include "engine/ReverbEngine.h"
 

@@ -3,8 +3,8 @@
 
 #include "Fuzz.h"
 
-#include "render/InputAudioFile.h"
 #include "render/Errors.h"
+#include "render/InputAudioFile.h"
 #include "render/SampleRates.h"
 
 /** libsndfile 1.2.0 forgets what it began of a Vorbis stream whose header is damaged: 6 kB for each such file. */
