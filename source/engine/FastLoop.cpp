@@ -3,7 +3,6 @@
 #include "ReverbEngine.h"
 
 #include <algorithm>
-#include <memory>
 
 #if VARNEL_HAS_LANES
 
@@ -365,14 +364,14 @@ struct ReverbEngine::FastLoop
     }
 
     //==============================================================================
-    VARNEL_INLINE WholeLanes maskOf (int four) const noexcept { return loadLanes<WholeLanes> (std::assume_aligned<16> (&bank.mask[static_cast<std::size_t> (four) * 4])); }
-    VARNEL_INLINE WholeLanes startOf (int four) const noexcept { return loadLanes<WholeLanes> (std::assume_aligned<16> (&bank.start[static_cast<std::size_t> (four) * 4])); }
+    VARNEL_INLINE WholeLanes maskOf (int four) const noexcept { return loadLanes<WholeLanes> (aligned (&bank.mask[static_cast<std::size_t> (four) * 4])); }
+    VARNEL_INLINE WholeLanes startOf (int four) const noexcept { return loadLanes<WholeLanes> (aligned (&bank.start[static_cast<std::size_t> (four) * 4])); }
     VARNEL_INLINE Lanes load (std::int32_t place) const noexcept { return loadLanes (memory + place); }
 
     /** Finds the places of four lines for samples that go, or went, into them at an index before it is masked. */
     VARNEL_INLINE void place (int four, WholeLanes indices, std::int32_t* places) const noexcept
     {
-        storeLanes (startOf (four) + (indices & maskOf (four)), std::assume_aligned<16> (places));
+        storeLanes (startOf (four) + (indices & maskOf (four)), aligned (places));
     }
 
     VARNEL_INLINE void write (std::int32_t firstPlace, Lanes row) const noexcept { storeLanes (row, memory + firstPlace); }

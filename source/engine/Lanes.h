@@ -100,6 +100,13 @@ inline WholeLanes wholeFloor (Lanes x) noexcept
     return truncated + (toFloat (truncated) > x); // a comparison of lanes gives -1 where it holds
 }
 
+/** std::assume_aligned<16>, which some standard libraries lack. */
+template <typename Type>
+Type* aligned (Type* lanes) noexcept
+{
+    return static_cast<Type*> (__builtin_assume_aligned (lanes, 16));
+}
+
 template <typename Vector = Lanes, typename Type>
 Vector loadLanes (const Type* source) noexcept
 {
