@@ -5,6 +5,7 @@
 
 #include "render/Errors.h"
 #include "render/InputAudioFile.h"
+#include "render/OutputAudioFile.h"
 #include "render/SampleRates.h"
 
 /** libsndfile 1.2.0 forgets what it began of a Vorbis stream whose header is damaged: 6 kB for each such file. */
