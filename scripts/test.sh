@@ -3,7 +3,7 @@
 # Usage: test.sh [--quick]
 # Installs what is needed, builds and runs all tests: of the release build, under valgrind, with the address and
 # undefined-behaviour sanitizers, with the thread sanitizer, with JUCE's assertions and leak detector; and each fuzzer for
-# a while. Some forty minutes on two cores. With --quick the release build's tests only.
+# a while. About an hour on two cores. With --quick the release build's tests only.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
