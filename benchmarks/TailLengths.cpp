@@ -2,9 +2,9 @@
 // Measures how long every factory preset rings, at three rates, beside what tailLength() says. Takes some minutes; fails if
 // the rule says less than is measured, or more than 1.3 times that.
 
-#include "engine/TailLength.h"
 #include "library/varnel_reverb.h"
 #include "processor/ParameterTable.h"
+#include "tail/TailLength.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -5,8 +5,8 @@
 
 #include "Plugin.h"
 #include "State.h"
-#include "engine/TailLength.h"
 #include "processor/Product.h"
+#include "tail/TailLength.h"
 
 #include <algorithm>
 #include <cmath>

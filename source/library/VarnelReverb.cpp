@@ -2,9 +2,9 @@
 #include "library/varnel_reverb.h"
 
 #include "FactoryBank.h"
-#include "engine/TailLength.h"
 #include "processor/ParameterTable.h"
 #include "processor/Product.h"
+#include "tail/TailLength.h"
 
 #include <algorithm>
 #include <array>

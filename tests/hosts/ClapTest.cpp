@@ -3,7 +3,7 @@
 
 #include "HostedPlugin.h"
 #include "editor/XScreen.h"
-#include "engine/TailLength.h"
+#include "tail/TailLength.h"
 
 #include <cmath>
 #include <limits>

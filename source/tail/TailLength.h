@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 #pragma once
 
-#include "ReverbEngine.h"
+#include "engine/ReverbEngine.h"
 
 namespace varnel
 {
