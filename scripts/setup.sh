@@ -27,7 +27,7 @@ libraries=(
     libcli11-dev nlohmann-json3-dev libgtest-dev libbenchmark-dev
     libsndfile1-dev libogg-dev zlib1g-dev libpng-dev libjpeg-dev
     libfreetype-dev libfontconfig1-dev
-    libasound2-dev libjack-jackd2-dev
+    libasound2-dev libjack-jackd2-dev lv2-dev
     dpf-source # the headers of CLAP, and no more of it
     libx11-dev libxext-dev libxinerama-dev libxrandr-dev libxcursor-dev libxcomposite-dev
     libxres-dev libxtst-dev # the tests' screen
@@ -42,7 +42,7 @@ packages=(
     xvfb # a screen for the tests of the window
     alsa-utils sox # a recording for the demo, and its spectrograms
     python3-pil # reads the documents' pictures as strictly as the strictest viewer
-    jackd2 jalv lv2-dev qtractor sordi # hosts and validators for the tests
+    jackd2 jalv qtractor sordi # hosts and validators for the tests
     python3-dev pybind11-dev python3-numpy python3-pytest python3-soundfile # the Python module and its tests
     abigail-tools # compares the C library's binary interface with the recorded one
     appstream desktop-file-utils mandoc man-db # validators
