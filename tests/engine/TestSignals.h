@@ -22,6 +22,15 @@ struct Noise
     std::uint32_t state = 1;
 };
 
+/** FNV-1a, over 32 bits at a time. */
+struct Hash
+{
+    void add (std::uint32_t bits) noexcept { state = (state ^ bits) * 1099511628211u; }
+    void add (float x) noexcept { add (varnel::bitCast<std::uint32_t> (x)); }
+
+    std::uint64_t state = 14695981039346656037u;
+};
+
 /** An engine that is ready to run, at the defaults but for the values given by parameter ID. */
 inline std::unique_ptr<varnel::ReverbEngine> preparedEngine (double sampleRate, std::initializer_list<std::pair<const char*, float>> values = {}, int numInputChannels = 2)
 {

@@ -10,18 +10,6 @@
 namespace
 {
 
-/** FNV-1a, over 32 bits at a time. */
-class Hash
-{
-public:
-    void add (std::uint32_t bits) noexcept { state = (state ^ bits) * 1099511628211u; }
-    void add (float x) noexcept { add (varnel::bitCast<std::uint32_t> (x)); }
-    void print (char after) const { std::printf ("%016" PRIx64 "%c", state, after); }
-
-private:
-    std::uint64_t state = 14695981039346656037u;
-};
-
 void addSettings (Hash& hash, varnel::ReverbEngine& e)
 {
     for (const float x : { e.preDelayBase, e.preDelayTarget[0], e.preDelayTarget[1], e.diffuserNote, e.tankNote, e.reverbTime, e.decayGain, e.sizeTrim, e.tankCoefficient, e.inverseSampleRate, e.spinIncrement, e.spinDepth, e.earlyGainL, e.lateGainL, e.dryGainL, e.wetGainL })
@@ -96,6 +84,5 @@ int main()
         }
     }
 
-    settings.print (' ');
-    samples.print ('\n');
+    std::printf ("%016" PRIx64 " %016" PRIx64 "\n", settings.state, samples.state);
 }

@@ -4,7 +4,7 @@
 
 It is written for comparison, not for use: one Python float per number, rounded to binary32 after each
 operation, in the order that the engine promises. Nothing here is derived from the C++ source, so a slip
-in one of the two shows. Run it to print the table of expected samples.
+in one of the two shows. Run it to print what the walks of the test come to; it takes some minutes.
 """
 import math
 import struct
@@ -42,7 +42,7 @@ MS = F(0.00100000005)
 
 class Line:
     def __init__(self, rate, capacity):
-        size = 2 ** math.ceil(math.log2(f(f(capacity) * rate + 2)))
+        size = 2 ** math.ceil(math.log2((F(capacity) * rate + 2).v))
         self.rate, self.mask, self.buffer, self.write = F(rate), size - 1, [F(0)] * size, 0
 
     def set(self, seconds):
@@ -71,7 +71,11 @@ class Line:
 
 
 class Shelf:
-    def __init__(self, rate, high, db):
+    def __init__(self, high):
+        self.high, self.state = high, F(0)
+
+    def design(self, rate, db):
+        high = self.high
         gain = F(exp2((F(db) * 0.0830482021).v))
         corner = F(4185) * gain if high else F(130.820999) / gain
         w = corner * (F(3.14159274) / rate)
@@ -84,7 +88,6 @@ class Shelf:
         k = (gain * gain - 1) * (r if high else r * t)
         self.b0 = k + 1
         self.b1 = -(self.a1 + k) if high else k - self.a1
-        self.state = F(0)
 
     def run(self, x):
         y = self.b0 * x + self.state
@@ -93,16 +96,19 @@ class Shelf:
 
 
 class Pair:
-    def __init__(self, rate, low, high):
-        self.low, self.high = Shelf(rate, False, low), Shelf(rate, True, high)
+    def __init__(self):
+        self.low, self.high = Shelf(False), Shelf(True)
+
+    def clear(self):
+        self.low.state = self.high.state = F(0)
 
     def run(self, x):
         return self.high.run(self.low.run(x))
 
 
 class Stage:
-    def __init__(self, rate, capacity, coefficient, low, high, hermite):
-        self.line, self.g, self.shelves, self.hermite = Line(rate, capacity), coefficient, Pair(rate, low, high), hermite
+    def __init__(self, rate, capacity, hermite):
+        self.line, self.g, self.shelves, self.hermite = Line(rate, capacity), F(-0.667), Pair(), hermite
         self.last = F(0)
 
     def run(self, x):
@@ -137,92 +143,187 @@ def wrap(p):
     return p - 1 if p.v > 0.5 else p
 
 
-def engine(rate, size, spin, low, high, position, insert, frames, resize=None):
-    """Yields an output frame for each input frame; at resize[0] the size becomes resize[1]."""
-    cut_low, cut_high = min(low, 0) * 0.5, min(high, 0) * 0.5
-    sizes = Sizes(size)
-    pre = [Line(rate, 0.025), Line(rate, 0.025)]
-    diffusers = [[Stage(rate, c, F(-0.667), cut_low, cut_high, False) for c in cs] for cs in ((0.07, 0.09, 0.11), (0.08, 0.10, 0.12))]
-    tanks = [[Stage(rate, c, sizes.g, cut_low, cut_high, True) for c in cs] for cs in ((0.15, 0.18, 0.21), (0.14, 0.16, 0.19))]
-    shelves = [Pair(rate, cut_low, cut_high) for _ in range(2)]
-    out_shelves = [Pair(rate, low, high) for _ in range(2)]
-    ends = [Line(rate, 0.25), Line(rate, 0.23)]
-    feedback = [F(0), F(0)]
+class Engine:
+    def __init__(self):
+        self.was_bypassed = False
+        self.feedback, self.now, self.peaks = [F(0), F(0)], [F(0)] * 18, [F(0)] * 4
 
-    x = F(position) * PERCENT
-    y = (F(-1) + x) + x
-    z = x if insert else ((F(1) - F(abs(y.v)) * 0.5) * y) + 0.5
-    a = (F(2) - (F(1) - z)) * (F(1) - z)
-    b = z * (F(2) - z)
-    dry, wet = (a, b) if insert else (F(0), F(1))
+    def prepare(self, rate, num_inputs):
+        """Builds all anew but for what the first sample replaces, the feedback and the peaks."""
+        self.rate, self.num_inputs = rate, num_inputs
+        self.pre = [Line(rate, 0.025), Line(rate, 0.025)]
+        self.diffusers = [[Stage(rate, c, False) for c in cs] for cs in ((0.07, 0.09, 0.11), (0.08, 0.10, 0.12))]
+        self.tanks = [[Stage(rate, c, True) for c in cs] for cs in ((0.15, 0.18, 0.21), (0.14, 0.16, 0.19))]
+        self.ends = [Line(rate, 0.25), Line(rate, 0.23)]
+        self.tank_shelves, self.out_shelves = [Pair(), Pair()], [Pair(), Pair()]
+        self.phase, self.c = F(0), F(1)
+        n = F(0.100000001) * rate
+        self.steady = F(1) if n.v < 1 else F(1) / n
 
-    spin = F(spin) * PERCENT
-    step, depth_goal, phase = (F(1) / rate) * spin, spin * MS, F(0)
-    tenth = F(0.100000001) * rate
-    steady = F(1) / tenth
-    c = F(1)
-    now = [F(0)] * 18
+    def stages(self):
+        return self.diffusers[0] + self.diffusers[1] + self.tanks[0] + self.tanks[1]
 
-    for n, frame in enumerate(frames):
-        if resize and n == resize[0]:
-            sizes = Sizes(resize[1])
-            for stage in tanks[0] + tanks[1]:
-                stage.g = sizes.g
+    def set(self, number, value):
+        value = F(value)
+        if number == 0:
+            self.sizes = Sizes(value)
+            for stage in self.tanks[0] + self.tanks[1]:
+                stage.g = self.sizes.g
+        elif number == 1:
+            spin = value * PERCENT
+            self.step, self.depth = (F(1) / self.rate) * spin, spin * MS
+        elif number in (2, 3):
+            inside = F(0) if value.v > 0 else value * 0.5
+            for pair in [stage.shelves for stage in self.stages()] + self.tank_shelves:
+                (pair.low, pair.high)[number - 2].design(self.rate, inside)
+            for pair in self.out_shelves:
+                (pair.low, pair.high)[number - 2].design(self.rate, value)
+        elif number == 4:
+            self.position = value
+        elif number == 5:
+            self.bypassed = value.v == 0
+        else:
+            self.insert = value.v >= 0.5
 
-        goals = sizes.pre + sizes.diffuser + [depth_goal] + sizes.tank + [sizes.trim]
-        now = [((g - v) * c + v) + GUARD for g, v in zip(goals, now)]
-        delays, depth, trim = now[:8] + now[9:17], now[8], now[17]
+    def weights(self):
+        x = self.position * PERCENT
+        y = (F(-1) + x) + x
+        z = x if self.insert else ((F(1) - F(abs(y.v)) * 0.5) * y) + 0.5
+        a = (F(2) - (F(1) - z)) * (F(1) - z)
+        b = z * (F(2) - z)
+        return (a, b, a, b) if self.insert else (a, b, F(0), F(1))
 
-        phase = q = wrap(phase + step)
+    def clear(self):
+        for line in self.pre + self.ends + [stage.line for stage in self.stages()]:
+            line.buffer = [F(0)] * (line.mask + 1)
+        for stage in self.stages():
+            stage.last = F(0)
+        for pair in [stage.shelves for stage in self.stages()] + self.tank_shelves + self.out_shelves:
+            pair.clear()
+        self.phase, self.feedback = F(0), [F(0), F(0)]
+
+    def block(self, channels):
+        """Processes one or two lists of samples in place."""
+        if self.bypassed and not self.was_bypassed:
+            self.clear()
+        if not self.bypassed:
+            for i in range(len(channels[0])):
+                self.sample(channels, i)
+        self.was_bypassed = self.bypassed
+
+    def meet(self, meter, sample):
+        if abs(sample.v) > self.peaks[meter].v:
+            self.peaks[meter] = F(abs(sample.v))
+
+    def sample(self, channels, i):
+        stereo = len(channels) > 1
+        ins = [channels[0][i], channels[1 if stereo and self.num_inputs > 1 else 0][i]]
+        early_gain, late_gain, dry, wet = self.weights()
+
+        goals = self.sizes.pre + self.sizes.diffuser + [self.depth] + self.sizes.tank + [self.sizes.trim]
+        self.now = [((g - v) * self.c + v) + GUARD for g, v in zip(goals, self.now)]
+        self.c = self.steady
+        delays, depth, trim = self.now[:8] + self.now[9:17], self.now[8], self.now[17]
+
+        self.phase = q = wrap(self.phase + self.step)
         taps = []
         for _ in range(4):
             taps.append(((F(abs(q.v)) - 0.25) * 4) * depth)
             q = wrap(q + 0.125)
 
         wets = []
-        ins = [F(v) for v in frame]
-        entering = list(feedback)
+        entering = list(self.feedback)
         for side in (0, 1):
-            pre[side].set(delays[side])
-            early = pre[side].push(ins[side], False)
-            for i, stage in enumerate(diffusers[side]):
-                stage.line.set(delays[2 + 3 * side + i])
+            self.meet(side, ins[side])
+            self.pre[side].set(delays[side])
+            early = self.pre[side].push(ins[side], False)
+            for k, stage in enumerate(self.diffusers[side]):
+                stage.line.set(delays[2 + 3 * side + k])
                 early = stage.run(early)
 
-            branch = (entering[1 - side] * sizes.decay + early) + GUARD
-            for i, line in enumerate([stage.line for stage in tanks[side]] + [ends[side]]):
-                base = delays[8 + 4 * side + i]
-                line.set(base - taps[i] if side else base + taps[i])
-            for stage in tanks[side]:
+            branch = (entering[1 - side] * self.sizes.decay + early) + GUARD
+            for k, line in enumerate([stage.line for stage in self.tanks[side]] + [self.ends[side]]):
+                base = delays[8 + 4 * side + k]
+                line.set(base - taps[k] if side else base + taps[k])
+            for stage in self.tanks[side]:
                 branch = stage.run(branch)
-            late = shelves[side].run(branch)
-            feedback[side] = ends[side].push(late, True)
-            wets.append(out_shelves[side].run(early * a + late * b))
+            late = self.tank_shelves[side].run(branch)
+            self.feedback[side] = self.ends[side].push(late, True)
+            wets.append(self.out_shelves[side].run(early * early_gain + late * late_gain))
 
         left, right = wets[0] * trim, trim * wets[1]
         mid, diff = (left + right) * 0.5, (left - right) * 0.5
-        yield (ins[0] * dry + (mid + diff) * wet).v, (ins[1] * dry + (mid - diff) * wet).v
-        c = steady
+        outs = [ins[0] * dry + (mid + diff) * wet, ins[1] * dry + (mid - diff) * wet]
+        if not stereo:
+            outs = [(outs[0] + outs[1]) * 0.5] * 2
+        for side, out in enumerate(outs):
+            channels[side if stereo else 0][i] = out
+            self.meet(2 + side, out)
 
 
-def noise(count):
-    """Frames of the generator that the test uses: x = 1664525 x + 1013904223 modulo 2^32, starting at 1."""
-    x = 1
-    for _ in range(count):
-        frame = []
-        for _ in range(2):
-            x = (1664525 * x + 1013904223) % 2**32
-            frame.append(((x >> 8) - 2**23) / 2**24)
-        yield frame
+class Noise:
+    """The generator that the test uses: x = 1664525 x + 1013904223 modulo 2^32, starting at 1."""
+
+    def __init__(self):
+        self.x = 1
+
+    def next(self):
+        self.x = (1664525 * self.x + 1013904223) % 2**32
+        return self.x >> 8
+
+    def sample(self):
+        return F((self.next() - 2**23) / 2**24)
+
+    def pick(self, number):
+        return self.next() % number
+
+
+class Hash:
+    """FNV-1a, over 32 bits at a time."""
+
+    def __init__(self):
+        self.state = 14695981039346656037
+
+    def add(self, x):
+        self.state = ((self.state ^ struct.unpack("<I", struct.pack("<f", x.v))[0]) * 1099511628211) % 2**64
+
+
+# Start, step and number of steps of each control, and the default
+CONTROLS = [(0, 1, 100, 33), (0, 1, 100, 33), (-12, 0.2, 120, 0), (-12, 0.2, 120, -1.5), (0, 1, 100, 33), (0, 1, 1, 1), (0, 1, 1, 1)]
+
+
+def walk(rate):
+    """Sound through an engine in blocks of all lengths while controls, channels and the preparation change at random."""
+    noise, heard, engine = Noise(), Hash(), Engine()
+    values = [F(control[3]) for control in CONTROLS]
+
+    for block in range(60):
+        if block == 0 or noise.pick(15) == 0:
+            engine.prepare(rate, 1 + noise.pick(2))
+            for number, value in enumerate(values):
+                engine.set(number, value)
+
+        number = noise.pick(10)
+        if number < len(CONTROLS):
+            start, step, steps, _ = CONTROLS[number]
+            values[number] = F(start) + F(step) * noise.pick(steps + 1)
+            engine.set(number, values[number])
+
+        channels = [[], []][: 2 if noise.pick(5) else 1]
+        level = F((1, 0, 1e-6)[noise.pick(3)])
+        for _ in range(noise.pick(100)):
+            for channel in channels:
+                channel.append(noise.sample() * level)
+
+        engine.block(channels)
+        for x in [x for channel in channels for x in channel] + engine.peaks + [engine.phase]:
+            heard.add(x)
+        if noise.pick(4) == 0:
+            engine.peaks = [F(0)] * 4
+
+    return heard.state
 
 
 if __name__ == "__main__":
-    settings = [
-        (44100, 33, 33, 0, -1.5, 33, True, None),
-        (48000, 62, 80, -6, 4, 71, False, (3000, 20)),
-        (8000, 5, 100, 12, -12, 50, True, None),
-    ]
-    for s in settings:
-        out = list(engine(*s[:7], noise(6001), resize=s[7]))
-        for n in (0, 1, 700, 3500, 6000):
-            print("%-50s %5d  %s  %s" % (s, n, out[n][0].hex(), out[n][1].hex()))
+    for rate in (100, 8000, 44100, 48000, 192000, 5000000):
+        print(f"{{ {rate}.0, 0x{walk(rate):016x} }},", flush=True)

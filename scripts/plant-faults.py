@@ -1,0 +1,188 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: AGPL-3.0-only
+"""Plants faults in source/, one line each, and tells which of them the tests notice.
+
+usage: plant-faults.py [--list FILE] [--only TEXT] [--results FILE] [--near] [--again]
+
+Each fault of the list (faults.json, beside this script) is an exact text of a file and what is put in its place. It is
+planted in a copy of the working tree, in build-faults, which is built and tested; the tree itself is never touched.
+Near tests come first: those of the fault's own folder. What they let pass is planted together and meets the whole of
+the quick suite; where that fails, the group is halved, until each fault is told from the others. --near leaves the
+second round out.
+
+Results go to build-faults/results.json as they come; what stands there is not done again unless --again is given.
+Needs what scripts/setup.sh installs. Takes half a minute for a fault that is caught near.
+"""
+
+import argparse
+import json
+import os
+import pathlib
+import shutil
+import subprocess
+import sys
+import tempfile
+import time
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+COPY = ROOT / "build-faults"
+SECONDS = 600  # for a build, or for tests: who takes longer hangs
+
+# What is built and run for a fault in a folder. Tests with a capital are ctest's names, the others are programs.
+NEAR = {
+    "engine": (["varnel-engine-tests"], ["varnel-engine-tests"]),
+    "tail": (["varnel-engine-tests"], ["varnel-engine-tests"]),
+    "library": (["varnel-library-tests"], ["varnel-library-tests"]),
+    "lv2": (["varnel-plain-lv2-tests"], ["varnel-plain-lv2-tests"]),
+    "python": (["varnel-python", "varnel-render"], ["Python"]),
+    "processor": (["varnel-plugin-tests"], ["varnel-plugin-tests"]),
+    "presets": (["varnel-plugin-tests"], ["varnel-plugin-tests"]),
+    "render": (["varnel-render-tests"], ["varnel-render-tests"]),
+    "editor": (["varnel-editor-tests"], ["varnel-editor-tests"]),
+    "standalone": (["varnel-editor-tests"], ["varnel-editor-tests"]),
+    "clap": (["varnel-host-tests"], ["Hosts.smallClapHost"]),
+}
+
+
+def fail(message):
+    sys.exit(f"plant-faults: {message}")
+
+
+def run(command, home):
+    """Whether a command succeeds. Its output goes to the log of the copy."""
+    environment = dict(os.environ, HOME=home, XDG_CONFIG_HOME=home, XDG_DATA_HOME=home, XDG_CACHE_HOME=home)
+
+    if (ROOT / ".juce").exists():
+        environment.setdefault("VARNEL_JUCE_DIR", str(ROOT / ".juce"))
+
+    with open(COPY / "build-faults.log", "a", encoding="utf-8") as log:
+        print(f"\n$ {' '.join(command)}", file=log, flush=True)
+        with subprocess.Popen(command, cwd=COPY, env=environment, stdout=log, stderr=log, start_new_session=True) as process:
+            try:
+                return process.wait(SECONDS) == 0
+            except subprocess.TimeoutExpired:
+                os.killpg(process.pid, 9)
+                return False
+
+
+def copy_tree():
+    """Takes what has changed since the last time; what is the same keeps its date, so that little is built."""
+    names = subprocess.run(["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard"], cwd=ROOT, check=True, stdout=subprocess.PIPE).stdout.decode().split("\0")
+    wanted = [name for name in names if name and (ROOT / name).is_file()]
+
+    for name in wanted:
+        source, target = ROOT / name, COPY / name
+        if not target.exists() or source.read_bytes() != target.read_bytes():
+            target.parent.mkdir(parents=True, exist_ok=True)
+            shutil.copy(source, target)
+
+    for folder in ("source", "tests"):
+        for path in (COPY / folder).rglob("*"):
+            if path.is_file() and str(path.relative_to(COPY)) not in wanted:
+                path.unlink()
+
+
+def plant(faults):
+    for fault in faults:
+        path = COPY / fault["file"]
+        path.write_text(path.read_text(encoding="utf-8").replace(fault["old"], fault["new"]), encoding="utf-8")
+
+
+def revert(faults):
+    for name in {fault["file"] for fault in faults}:
+        shutil.copy(ROOT / name, COPY / name)
+
+
+def near_verdict(fault, home):
+    targets, tests = NEAR[fault["file"].split("/")[1]]
+
+    if not run(["cmake", "--build", "build", "--target", *targets], home):
+        return "does not build"
+
+    for test in tests:
+        command = ["ctest", "--preset", "release", "-R", f"^{test}"] if test[0].isupper() else [f"build/tests/{test}", "--gtest_brief=1", "--gtest_fail_fast"]
+        if not run(command, home):
+            return "caught"
+
+    return "passed near"
+
+
+def passes_whole(faults, home):
+    """Whether the quick suite has nothing to say of some faults at once."""
+    plant(faults)
+    try:
+        return (run(["cmake", "--build", "build"], home)
+                and run(["ctest", "--preset", "release", "--stop-on-failure"], home)
+                and run(["scripts/check-library.sh"], home))
+    finally:
+        revert(faults)
+
+
+def settle(faults, home, note):
+    """Halves a group until it is known which of its faults the whole suite catches."""
+    if not faults:
+        return
+    if passes_whole(faults, home):
+        for fault in faults:
+            note(fault, "missed")
+    elif len(faults) == 1:
+        note(faults[0], "caught")
+    else:
+        half = len(faults) // 2
+        settle(faults[:half], home, note)
+        settle(faults[half:], home, note)
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--list", type=pathlib.Path, default=ROOT / "scripts/faults.json", help="another list")
+    parser.add_argument("--only", default="", metavar="TEXT", help="faults whose file or description has this text")
+    parser.add_argument("--results", type=pathlib.Path, default=COPY / "results.json", help="where results are kept")
+    parser.add_argument("--near", action="store_true", help="only the tests of each fault's own folder")
+    parser.add_argument("--again", action="store_true", help="forget earlier results")
+    options = parser.parse_args()
+
+    faults = [fault for fault in json.loads(options.list.read_text(encoding="utf-8")) if options.only in fault["file"] + " " + fault["why"]]
+
+    for fault in faults:
+        if (number := (ROOT / fault["file"]).read_text(encoding="utf-8").count(fault["old"])) != 1:
+            fail(f"{fault['file']}: stands there {number} times: {fault['old']!r}")
+
+    COPY.mkdir(exist_ok=True)
+    copy_tree()
+    results = {} if options.again or not options.results.exists() else json.loads(options.results.read_text(encoding="utf-8"))
+    key = lambda fault: f"{fault['file']}: {fault['why']}"  # noqa: E731
+
+    def note(fault, verdict):
+        results[key(fault)] = verdict
+        options.results.write_text(json.dumps(results, indent=1, ensure_ascii=False) + "\n", encoding="utf-8")
+        print(f"{verdict:12}  {key(fault)}", flush=True)
+
+    with tempfile.TemporaryDirectory() as home:
+        print("building the tree as it is", flush=True)
+        if not run(["cmake", "--preset", "release", "-DVARNEL_BENCHMARKS=OFF"], home) or not run(["cmake", "--build", "build"], home):
+            fail(f"the tree does not build; see {COPY / 'build-faults.log'}")
+
+        for fault in faults:
+            if key(fault) not in results:
+                plant([fault])
+                try:
+                    verdict = near_verdict(fault, home)
+                finally:
+                    revert([fault])
+                note(fault, verdict)
+
+        undecided = [fault for fault in faults if results[key(fault)] == "passed near"]
+
+        if not options.near:
+            settle(undecided, home, note)
+
+    verdicts = [results[key(fault)] for fault in faults]
+    missed = [key(fault) for fault in faults if results[key(fault)] in ("missed", "passed near")]
+    counted = len(verdicts) - verdicts.count("does not build")
+    print(f"\n{verdicts.count('caught')} of {counted} faults are caught ({100 * verdicts.count('caught') / max(1, counted):.0f} %). Not caught:")
+    print("\n".join("  " + name for name in missed))
+
+
+if __name__ == "__main__":
+    main()
