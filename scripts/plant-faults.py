@@ -26,7 +26,7 @@ import time
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 COPY = ROOT / "build-faults"
-SECONDS = 600  # for a build, or for tests: who takes longer hangs
+SECONDS = 900  # for a fault's build, or for its tests: who takes longer hangs
 
 # What is built and run for a fault in a folder. Tests with a capital are ctest's names, the others are programs.
 NEAR = {
@@ -48,8 +48,8 @@ def fail(message):
     sys.exit(f"plant-faults: {message}")
 
 
-def run(command, home):
-    """Whether a command succeeds. Its output goes to the log of the copy."""
+def run(command, home, seconds=SECONDS):
+    """Whether a command succeeds, and in time. Its output goes to the log of the copy."""
     environment = dict(os.environ, HOME=home, XDG_CONFIG_HOME=home, XDG_DATA_HOME=home, XDG_CACHE_HOME=home)
 
     if (ROOT / ".juce").exists():
@@ -59,7 +59,7 @@ def run(command, home):
         print(f"\n$ {' '.join(command)}", file=log, flush=True)
         with subprocess.Popen(command, cwd=COPY, env=environment, stdout=log, stderr=log, start_new_session=True) as process:
             try:
-                return process.wait(SECONDS) == 0
+                return process.wait(seconds) == 0
             except subprocess.TimeoutExpired:
                 os.killpg(process.pid, 9)
                 return False
@@ -160,7 +160,7 @@ def main():
 
     with tempfile.TemporaryDirectory() as home:
         print("building the tree as it is", flush=True)
-        if not run(["cmake", "--preset", "release", "-DVARNEL_BENCHMARKS=OFF"], home) or not run(["cmake", "--build", "build"], home):
+        if not run(["cmake", "--preset", "release", "-DVARNEL_BENCHMARKS=OFF"], home, None) or not run(["cmake", "--build", "build"], home, None):
             fail(f"the tree does not build; see {COPY / 'build-faults.log'}")
 
         for fault in faults:

@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <memory>
 #include <sys/resource.h>
 
@@ -189,42 +190,153 @@ TEST_F (Presets, StandInOneFlatOrder)
     EXPECT_EQ (manager->indexOfCurrentPreset(), -1);
 }
 
-TEST_F (Presets, AreSteppedThrough)
+// Whatever is done in whatever order, from no preset on, is what a small model of disk, tree and processor foretells.
+TEST_F (Presets, AreWhereAModelSaysAfterAnyWalk)
 {
-    start();
-    manager->stepToNextPreset();
-    manager->stepToPreviousPreset();
-    EXPECT_EQ (processor.currentPresetFile, juce::File()) << "there are none";
-    EXPECT_EQ (listener.lists, 2) << "listeners are told all the same";
-
-    preset (user ("only.xml"), 10);
-    manager->rescan();
-    for (const auto step : { &PresetManager::stepToNextPreset, &PresetManager::stepToPreviousPreset })
+    // In a folder files come first, then what lies in its folders: such keys sort a tree into its flat order.
+    const auto keyOf = [] (const juce::String& path)
     {
-        (*manager.*step)();
-        EXPECT_EQ (current(), "only.xml");
-        EXPECT_EQ (get (processor, "ReverbSize"), 10.0f);
-        set (processor, "ReverbSize", 99.0f);
-        (*manager.*step)();
-        EXPECT_EQ (get (processor, "ReverbSize"), 10.0f) << "the only preset is loaded again";
-        processor.currentPresetFile = juce::File();
-    }
+        std::string key;
+        const auto parts = juce::StringArray::fromTokens (path, "/", "");
+        for (int i = 0; i < parts.size(); ++i)
+            key.append (i < parts.size() - 1 ? "1" : "0").append (parts[i].upToLastOccurrenceOf (".", false, true).toStdString()).append (1, '\x01');
+        return key;
+    };
+    struct Stored
+    {
+        juce::File file;
+        float size;
+    };
+    struct Session
+    {
+        juce::MemoryBlock chunk;
+        float size;
+        juce::String name;
+    };
+    const juce::File roots[] { userFolder, home.getChildFile ("other"), factoryFolder };
+    const char* const paths[] { "a.xml", "B.xml", "b.xml", "c.d.xml", "Zoo/a.xml", "Zoo/Deep/x.xml", "zoo/y.xml", "Zoo/Deep/er/z.xml" };
+    std::map<std::string, Stored> disk[3];
+    std::vector<juce::File> flat;
+    Session kept { {}, 0.0f, {} };
+    juce::File now;
+    juce::String name;
+    auto user = 0, lists = 0, currents = 0;
+    auto size = get (processor, "ReverbSize");
+    juce::Random random (1);
+    const auto pick = [&random] (auto number)
+    { return random.nextInt (static_cast<int> (number)); };
 
-    preset (user ("Sub/second.xml"), 20);
-    preset (factory ("third.xml"), 30);
-    manager->rescan();
-    processor.currentPresetFile = home.getChildFile ("outside.xml");
-    manager->stepToPreviousPreset();
-    EXPECT_EQ (current(), "third.xml") << "from outside, back goes to the last";
-    processor.currentPresetFile = home.getChildFile ("outside.xml");
-    manager->stepToNextPreset();
-    EXPECT_EQ (current(), "Sub/second.xml") << "from outside, on goes to the second";
-    manager->stepToNextPreset();
-    EXPECT_EQ (get (processor, "ReverbSize"), 30.0f);
-    manager->stepToNextPreset();
-    EXPECT_EQ (current(), "only.xml") << "the first follows the last";
-    manager->stepToPreviousPreset();
-    EXPECT_EQ (current(), "third.xml");
+    const auto stored = [&] (const juce::File& file) -> Stored*
+    {
+        for (auto& root : disk)
+            for (auto& [key, entry] : root)
+                if (entry.file == file)
+                    return &entry;
+        return nullptr;
+    };
+    const auto put = [&] (int root, const juce::String& path, float value)
+    { return (disk[root][keyOf (path)] = { roots[root].getChildFile (path), value }).file; };
+    const auto scanned = [&]
+    {
+        flat.clear();
+        for (const auto root : { user, 2 })
+            for (const auto& [key, entry] : disk[root])
+                flat.push_back (entry.file);
+        ++lists;
+    };
+    const auto become = [&] (const juce::File& file)
+    { currents += std::exchange (now, file) != file ? 1 : 0; };
+    const auto read = [&] (const juce::File& file)
+    {
+        become (file);
+        if (const auto* const entry = stored (file))
+        {
+            size = entry->size;
+            name = file.getFullPathName();
+        }
+    };
+    const auto place = [&]
+    {
+        const auto found = std::find (flat.begin(), flat.end(), now);
+        return found != flat.end() ? static_cast<int> (found - flat.begin()) : -1;
+    };
+
+    start();
+    for (int step = 0; step < 600; ++step)
+    {
+        const auto number = static_cast<int> (flat.size());
+        const juce::String path (paths[pick (std::size (paths))]);
+        const auto operation = pick (10);
+
+        if (operation <= 1)
+        {
+            (*manager.*(operation == 0 ? &PresetManager::stepToNextPreset : &PresetManager::stepToPreviousPreset))();
+            if (const auto at = place(); number > 0)
+                read (flat[static_cast<size_t> (operation == 0 ? (std::max (0, at) + 1) % number : (at > 0 ? at : number) - 1)]);
+            ++lists;
+        }
+        else if (operation == 2 && number > 0)
+        {
+            const auto file = flat[static_cast<size_t> (pick (number))];
+            manager->setCurrentPreset (file);
+            manager->loadCurrentPreset();
+            read (file);
+        }
+        else if (operation == 3)
+        {
+            manager->writePresetAs (roots[user].getChildFile (path));
+            become (put (user, path, size));
+            name = now.getFullPathName();
+            scanned();
+        }
+        else if (operation == 4 && ! now.isAChildOf (factoryFolder))
+        {
+            manager->savePreset();
+            if (auto* const entry = stored (now))
+                entry->size = size;
+        }
+        else if (operation == 5)
+        {
+            const auto root = pick (3);
+            roots[root].getChildFile (path).deleteFile();
+            disk[root].erase (keyOf (path));
+        }
+        else if (operation == 6)
+        {
+            user = pick (2);
+            processor.settings.getUserSettings()->setValue ("userPresetFolder", roots[user].getFullPathName());
+            manager->rescan();
+            scanned();
+        }
+        else if (operation == 7)
+        {
+            const auto root = pick (3), value = pick (101);
+            preset (put (root, path, static_cast<float> (value)), value);
+        }
+        else if (operation == 8 && kept.chunk.isEmpty())
+            kept = { chunkOf (processor), size, name };
+        else if (operation == 8)
+        {
+            restore (processor, kept.chunk);
+            size = kept.size;
+            name = kept.name;
+            now = name.isEmpty() ? juce::File() : juce::File (name);
+            ++currents;
+            kept.chunk.reset();
+        }
+        else if (operation == 9)
+            set (processor, "ReverbSize", size = static_cast<float> (pick (101)));
+
+        const auto where = testing::Message() << "step " << step << ", operation " << operation << ", " << path;
+        ASSERT_EQ (processor.currentPresetFile, now) << where;
+        ASSERT_EQ (get (processor, "ReverbSize"), size) << where;
+        ASSERT_EQ (processor.parameterState.state.getProperty ("presetName").toString(), name) << where;
+        ASSERT_EQ (manager->indexOfCurrentPreset(), place()) << where;
+        ASSERT_EQ (listener.lists, lists) << where;
+        ASSERT_EQ (listener.currents, currents) << where;
+        for (size_t i = 0; i <= flat.size(); ++i)
+            ASSERT_EQ (manager->presetAt (static_cast<int> (i)), i < flat.size() ? flat[i] : juce::File()) << where << ", preset " << i;
+    }
 }
 
 TEST_F (Presets, AreSavedToTheBit)
