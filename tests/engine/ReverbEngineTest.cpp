@@ -233,8 +233,20 @@ TEST (ReverbEngine, LeavesAloneWhatItIsNotGiven)
     EXPECT_EQ (engine->spinPhase, phase);
     EXPECT_EQ (preparedEngine (1.0)->smoothCoeff, 1.0f);
 
-    engine->setBypass (0.5f); // only an exact 0 bypasses
-    EXPECT_FALSE (engine->bypassed);
+    engine->setBypass (1e-6f); // only an exact 0 bypasses
+    engine->setInsertMode (0.5f);
+    EXPECT_TRUE (! engine->bypassed && engine->insertMode);
+}
+
+TEST (ReverbEngine, ForgetsAllWhenItIsReset)
+{
+    Noise noise;
+    const auto engine = preparedEngine (44100.0, { { "ReverbSize", 100.0f } }), fresh = preparedEngine (44100.0, { { "ReverbSize", 0.0f } });
+    runNoise (*engine, noise, 5000, 512);
+    engine->setSize (0.0f);
+    engine->reset();
+    auto same = noise;
+    EXPECT_EQ (runNoise (*engine, noise, 20000, 512), runNoise (*fresh, same, 20000, 512));
 }
 
 TEST (ReverbEngine, EndsInSilenceWithoutDenormals)
@@ -288,8 +300,8 @@ TEST (ReverbEngine, GetsOverSamplesThatAreNoSound)
             channels[1][badSample] = bad;
             run (*engine, channels, blockSize);
 
-            // The bad sample itself, and what comes of it until the end of the block in which it leaves the pre-delay
-            const auto preDelay = static_cast<int> (engine->preDelayTarget[1] * 44100.0f);
+            // The bad sample itself and its block; of what is no number also the block in which it leaves the pre-delay
+            const auto preDelay = std::isnan (bad) ? static_cast<int> (engine->preDelayTarget[1] * 44100.0f) : 0;
             const auto over = ((badSample + preDelay) / blockSize + 1) * blockSize;
             auto loudest = 0.0f;
             for (const auto& channel : channels)
