@@ -70,7 +70,7 @@ TEST_P (Figures, OfAFrame)
     const auto [bundle, rate] = GetParam();
     Scanned host (bundle);
 
-    for (const auto size : { 32, 256 })
+    for (const auto size : { 16, 32, 64, 256 })
     {
         const auto plugin = host.create (rate, size);
         prepare (*plugin, rate, size);

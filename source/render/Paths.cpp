@@ -13,7 +13,7 @@ std::string shown (const fs::path& path)
     auto text = path.string();
 
     for (auto& letter : text)
-        if ((letter >= 0 && letter < 0x20) || letter == 0x7f)
+        if (const auto code = static_cast<unsigned char> (letter); code < 0x20 || code == 0x7f)
             letter = '?';
 
     return text;
