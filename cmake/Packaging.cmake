@@ -106,8 +106,23 @@ set (CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set (CPACK_DEBIAN_PACKAGE_DEPENDS "libx11-6, libxext6, libxrender1, libxinerama1, libxrandr2, libxcursor1, fonts-dejavu-core | fonts-freefont-ttf | fonts-noto-core")
 set (CPACK_DEBIAN_PACKAGE_RECOMMENDS "libjack-jackd2-0 | libjack-0.125 | pipewire-jack, xdg-utils")
 
+# CPack would have every package with a library in it call ldconfig, those with bundles too, unless it is given scripts of
+# these names. It leaves out those that are not there. For a library a trigger does it.
+set (CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA "${PROJECT_BINARY_DIR}/none/postinst;${PROJECT_BINARY_DIR}/none/postrm")
+
 include (CPack)
 
-# The C library and the Python module are packages of their own: see scripts/package.sh
+# The C library and the Python module are packages of their own: see scripts/package.sh. Each has what Debian asks of any.
+set (components_apart library library-development python)
+set (packages_apart libvarnel-reverb1 libvarnel-reverb-dev python3-varnel)
+foreach (component package IN ZIP_LISTS components_apart packages_apart)
+    set (documents ${CMAKE_INSTALL_DATADIR}/doc/${package})
+    install (FILES "${PROJECT_SOURCE_DIR}/assets/desktop/copyright" DESTINATION ${documents} COMPONENT ${component} EXCLUDE_FROM_ALL)
+    install (FILES "${PROJECT_BINARY_DIR}/compressed/changelog.gz" DESTINATION ${documents} COMPONENT ${component} EXCLUDE_FROM_ALL OPTIONAL)
+    file (CONFIGURE OUTPUT "${PROJECT_BINARY_DIR}/overrides/${package}" CONTENT
+          "# Named as the licence of a part that came under a choice of two\n${package}: copyright-not-using-common-license-for-gpl\n")
+    install (FILES "${PROJECT_BINARY_DIR}/overrides/${package}" DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides COMPONENT ${component} EXCLUDE_FROM_ALL)
+endforeach()
+
 file (WRITE "${PROJECT_BINARY_DIR}/triggers" "activate-noawait ldconfig\n")
 configure_file ("${CMAKE_CURRENT_LIST_DIR}/CPackLibraries.cmake.in" "${PROJECT_BINARY_DIR}/CPackLibraries.cmake" @ONLY)

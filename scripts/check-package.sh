@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: AGPL-3.0-only
 # Usage: check-package.sh [PACKAGE.deb]
-# Has lintian look at the Debian package, and installs, upgrades and removes it in a system of its own, made by debootstrap
+# Has lintian look at the Debian packages, those beside it too, and installs, upgrades and removes it in a system of its own, made by debootstrap
 # from this system's mirror. Root is needed. VARNEL_CHECK_ROOT may name a tar archive of such a system, which is made if it is not there.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -14,7 +14,7 @@ package=$(realpath "${1:-$(ls build/packages/varnel-reverb_*.deb)}")
 
 step "Lintian"
 scripts/setup.sh --also lintian debootstrap
-lintian --allow-root --fail-on error,warning "$package"
+lintian --allow-root --fail-on error,warning "$(dirname "$package")"/*.deb
 
 root=$(mktemp -d)
 trap 'rm -rf "$root"' EXIT

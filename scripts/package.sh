@@ -28,7 +28,9 @@ export SOURCE_DATE_EPOCH
 
 scripts/setup.sh "${setup[@]}"
 
-cmake --preset $preset "${options[@]}" >/dev/null
+# Libraries of several architectures lie side by side.
+architecture=${preset/release/$(dpkg --print-architecture)}
+cmake --preset $preset -DCMAKE_INSTALL_LIBDIR="lib/$(dpkg-architecture -a "$architecture" -q DEB_HOST_MULTIARCH 2>/dev/null)" "${options[@]}" >/dev/null
 cmake --build $build
 rm -rf $build/packages
 
