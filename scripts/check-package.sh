@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: AGPL-3.0-only
 # Usage: check-package.sh [PACKAGE.deb]
-# Has lintian look at the Debian packages, those beside it too, and installs, upgrades and removes it in a system of its own, made by debootstrap
-# from this system's mirror. Root is needed. VARNEL_CHECK_ROOT may name a tar archive of such a system, which is made if it is not there.
+# Has lintian look at the Debian package and at those beside it, and installs, upgrades and removes it in a system of its own,
+# made by debootstrap from this system's mirror. Root is needed. VARNEL_CHECK_ROOT may name a tar archive of such a system,
+# which is made if it is not there.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
