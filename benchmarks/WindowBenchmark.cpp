@@ -3,7 +3,7 @@
 
 #include "Support.h"
 #include "TemporaryHome.h"
-#include "XScreen.h"
+#include "support/XServer.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -59,7 +59,7 @@ double loadOver (varnel::VarnelReverbAudioProcessor& processor, int seconds, boo
 
 int main()
 {
-    PrivateXServer server;
+    XServer server;
 
     if (! server.start())
     {

@@ -8,7 +8,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <functional>
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -42,6 +44,9 @@ inline bool deliverMessagesUntil (const std::function<bool()>& condition, int mi
 
     return true;
 }
+
+/** Fails the test if a condition does not hold soon. */
+#define EXPECT_SOON(condition) EXPECT_TRUE (deliverMessagesUntil ([&] { return (condition); })) << #condition << " "
 
 inline void deliverMessages (int milliseconds)
 {
@@ -89,6 +94,15 @@ inline juce::MemoryBlock chunkOf (varnel::VarnelReverbAudioProcessor& processor)
 inline void restore (varnel::VarnelReverbAudioProcessor& processor, const juce::MemoryBlock& chunk)
 {
     processor.setStateInformation (chunk.getData(), static_cast<int> (chunk.getSize()));
+}
+
+/** Makes an object, ends it and leaves nothing in its place: whoever still calls it crashes, in every build. */
+template <typename Type, typename... Arguments>
+void comeAndGo (Arguments&&... arguments)
+{
+    alignas (Type) static std::byte place[sizeof (Type)];
+    std::destroy_at (::new (place) Type (std::forward<Arguments> (arguments)...));
+    std::memset (place, 0, sizeof (place));
 }
 
 /** A test that begins with a home folder as it is before the plug-in's first start. */

@@ -250,8 +250,8 @@ void PresetManager::ComboBoxAttachment::addCommands (MenuBuilder& builder)
     menu.addSeparator();
     builder.addCommand ("Show user preset folder", true, [userFolder]
                         { showFolder (userFolder()); });
-    builder.addCommand ("Show factory preset folder", true, []
-                        { showFolder (getFactoryPresetFolder()); });
+    builder.addCommand ("Show factory preset folder", true, [folder = manager->factoryRoot.folder]
+                        { showFolder (folder); });
     builder.addCommand ("Change user preset location", true, whileThere ([this, userFolder]
                                                                          { choose ("Select the folder for your user presets", userFolder(), {}, Flags::canSelectDirectories, &ComboBoxAttachment::changeUserFolder); }));
     builder.addCommand ("Rescan presets", true, whileThere ([this]

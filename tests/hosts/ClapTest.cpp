@@ -2,7 +2,7 @@
 // What is CLAP's own: events within blocks, what the host is told and when, the window's sizes, hosts that break the rules.
 
 #include "HostedPlugin.h"
-#include "editor/XScreen.h"
+#include "support/XServer.h"
 #include "tail/TailLength.h"
 
 #include <cmath>
@@ -191,24 +191,16 @@ TEST (Clap, TellsItsHostOfHandsAndPresets)
     settings.setStorageParameters (varnel::settingsStorage (true));
     const auto folder = varnel::getUserPresetFolder (settings);
     ASSERT_TRUE (folder.createDirectory() && folder.getChildFile ("one.xml").replaceWithText ("<ReverbParams presetName=\"\"><PARAM id=\"Position\" value=\"90\"/></ReverbParams>"));
-    const XScreen screen;
 
     for (const auto withTimers : { true, false })
     {
         ClapInstance plugin (withTimers);
         auto& clap = plugin.clap;
-        const std::unique_ptr<juce::AudioProcessorEditor> editor (plugin.createEditorIfNeeded());
-        editor->addToDesktop (0);
-        editor->setTopLeftPosition (0, 0);
-        editor->setVisible (true);
-        deliverMessages (500);
+        const auto editor = openWindow (plugin);
 
         // A turn of the wheel over the large dial while nothing plays
-        screen.moveTo (editor->getScreenPosition() + juce::Point<int> (300, 120));
-        screen.press (4);
-        screen.release (4);
-        EXPECT_TRUE (deliverMessagesUntil ([&]
-                                           { return clap.flushAsked && clap.valueOf (0) > 33.5; }));
+        XServer::click (editor->getScreenPosition() + juce::Point<int> (300, 120), 4);
+        EXPECT_SOON (clap.flushAsked && clap.valueOf (0) > 33.5);
         deliverMessages (50);
         ClapEvents in, out;
         out.isFull = true;
@@ -225,9 +217,8 @@ TEST (Clap, TellsItsHostOfHandsAndPresets)
 
         // The next preset
         EXPECT_EQ (clap.numDirty, 0);
-        screen.click (editor->getScreenPosition() + juce::Point<int> (472, 18));
-        EXPECT_TRUE (deliverMessagesUntil ([&]
-                                           { return clap.numDirty == 1 && juce::approximatelyEqual (parameterNamed (plugin, "Position")->getValue(), 0.9f); }))
+        XServer::click (editor->getScreenPosition() + juce::Point<int> (472, 18));
+        EXPECT_SOON (clap.numDirty == 1 && juce::approximatelyEqual (parameterNamed (plugin, "Position")->getValue(), 0.9f))
             << "the host sees Position at " << parameterNamed (plugin, "Position")->getValue() << ", dirty " << clap.numDirty;
         out.events.clear();
         clap.params().flush (clap.plugin, nullptr, &out.out);
@@ -240,15 +231,11 @@ using ClapWindow = FreshHome;
 
 TEST_F (ClapWindow, KeepsItsShape)
 {
-    const XScreen screen;
     ClapInstance plugin (true);
     auto& clap = plugin.clap;
     const auto& gui = clap.gui();
-    const std::unique_ptr<juce::AudioProcessorEditor> editor (plugin.createEditorIfNeeded());
-    editor->addToDesktop (0);
+    const auto editor = openWindow (plugin);
     editor->setSize (1300, 700);
-    editor->setTopLeftPosition (0, 0);
-    editor->setVisible (true);
     deliverMessages (300);
 
     uint32_t w = 0, h = 0;
@@ -287,13 +274,12 @@ TEST_F (ClapWindow, KeepsItsShape)
     for (const auto allowed : { false, true })
     {
         clap.resizes = allowed;
-        screen.click (editor->getScreenPosition() + juce::Point<int> (10, 200), 3);
+        XServer::click (editor->getScreenPosition() + juce::Point<int> (10, 200), 3);
         deliverMessages (500);
-        screen.key ("Up"); // the last row
-        screen.key ("Up"); // and above it
-        screen.key ("Return");
-        EXPECT_TRUE (deliverMessagesUntil ([&]
-                                           { return clap.numResizes > 0; }));
+        XServer::key ("Up"); // the last row
+        XServer::key ("Up"); // and above it
+        XServer::key ("Return");
+        EXPECT_SOON (clap.numResizes > 0);
         EXPECT_EQ (Size (clap.width, clap.height), Size (1200, 620));
         EXPECT_EQ (size(), allowed ? Size (1200, 620) : Size (480, 248));
         clap.numResizes = 0;

@@ -2,7 +2,7 @@
 // The VST3 and the LV2 bundle and the CLAP, loaded and used as hosts do.
 
 #include "HostedPlugin.h"
-#include "editor/XScreen.h"
+#include "support/XServer.h"
 
 #include <juce_gui_basics/juce_gui_basics.h>
 
@@ -341,13 +341,8 @@ TEST_P (HostedWithMap, OpensItsWindowAndMovesWithIt)
 
     for (int time = 0; time < 2; ++time)
     {
-        const std::unique_ptr<juce::AudioProcessorEditor> editor (plugin->createEditorIfNeeded());
-        ASSERT_NE (editor, nullptr);
-        editor->addToDesktop (0);
-        editor->setVisible (true);
-        deliverMessages (300);
-        EXPECT_GT (editor->getWidth(), 100);
-        EXPECT_GT (editor->getHeight(), 100);
+        const auto editor = openWindow (*plugin);
+        EXPECT_GT (std::min (editor->getWidth(), editor->getHeight()), 100);
         expectControllersToMove (*plugin);
     }
 
@@ -357,23 +352,17 @@ TEST_P (HostedWithMap, OpensItsWindowAndMovesWithIt)
 
 TEST_P (Hosted, LearnsAControllerInItsWindow)
 {
-    const XScreen screen;
     const auto plugin = host.create();
     prepare (*plugin, 48000.0, 512);
     auto* const size = parameterNamed (*plugin, "Size");
 
-    const std::unique_ptr<juce::AudioProcessorEditor> editor (plugin->createEditorIfNeeded());
-    ASSERT_NE (editor, nullptr);
-    editor->addToDesktop (0);
-    editor->setTopLeftPosition (0, 0);
-    editor->setVisible (true);
-    deliverMessages (500);
+    const auto editor = openWindow (*plugin);
 
     // A right click on the large dial, and the only row of its menu
     const auto dial = editor->getScreenPosition() + juce::Point<int> (300, 120);
-    screen.click (dial, 3);
+    XServer::click (dial, 3);
     deliverMessages (500);
-    screen.click (dial.translated (40, 12));
+    XServer::click (dial.translated (40, 12));
     deliverMessages (300);
 
     for (const auto value : { 127, 0 })

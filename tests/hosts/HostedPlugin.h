@@ -102,3 +102,14 @@ inline juce::AudioProcessorParameter* parameterNamed (juce::AudioPluginInstance&
     ADD_FAILURE() << "the host sees no parameter \"" << name << "\"";
     return nullptr;
 }
+
+/** Opens a plug-in's window in the corner of the screen. */
+inline std::unique_ptr<juce::AudioProcessorEditor> openWindow (juce::AudioPluginInstance& plugin)
+{
+    std::unique_ptr<juce::AudioProcessorEditor> editor (plugin.createEditorIfNeeded());
+    editor->addToDesktop (0);
+    editor->setTopLeftPosition (0, 0);
+    editor->setVisible (true);
+    deliverMessages (500);
+    return editor;
+}

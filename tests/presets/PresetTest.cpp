@@ -3,7 +3,6 @@
 
 #include "Support.h"
 
-#include "presets/FileManager.h"
 #include "presets/PresetManager.h"
 #include "processor/Files.h"
 #include "processor/PresetFile.h"
@@ -595,20 +594,6 @@ TEST_F (Presets, ProposeAPlaceForANewFile)
     EXPECT_EQ (manager->fileToWrite (user ("Taken.xml")), user ("Taken.xml"));
     EXPECT_EQ (manager->fileToWrite (user ("Taken")), user ("Taken(2).xml"));
     EXPECT_EQ (manager->fileToWrite (juce::File()), juce::File());
-
-    // The folder's name is shown to the file manager as it is.
-    const auto folder = user ("Pack $(touch x) `touch y` \" '"), shown = home.getChildFile ("shown");
-    const auto program = home.getChildFile ("bin/xdg-open");
-    program.create();
-    program.replaceWithText ("#!/bin/sh\nprintf %s \"$1\" >'" + shown.getFullPathName() + ".part' && mv '" + shown.getFullPathName() + ".part' '" + shown.getFullPathName() + "'\n", false, false, "\n");
-    program.setExecutePermission (true);
-    const auto path = juce::SystemStats::getEnvironmentVariable ("PATH", {});
-    setenv ("PATH", (program.getParentDirectory().getFullPathName() + ":" + path).toRawUTF8(), 1);
-    varnel::openInFileManager (folder);
-    EXPECT_TRUE (deliverMessagesUntil ([&]
-                                       { return shown.exists(); }));
-    setenv ("PATH", path.toRawUTF8(), 1);
-    EXPECT_EQ (shown.loadFileAsString(), folder.getFullPathName());
 }
 
 TEST_F (Presets, OfTheFactoryAllLoadAndLandAsWritten)

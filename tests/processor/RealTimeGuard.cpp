@@ -169,35 +169,19 @@ extern "C"
     void __libc_free (void*);
 }
 
-VARNEL_IN_FRONT void* malloc (size_t size)
-{
-    note (RealTimeGuard::allocation, "malloc");
-    return __libc_malloc (size);
-}
+/** A function that allocates. */
+#define VARNEL_ALLOCATION(name, parameters, behind) \
+    VARNEL_IN_FRONT void* name parameters           \
+    {                                               \
+        note (RealTimeGuard::allocation, #name);    \
+        return __libc_##behind;                     \
+    }
 
-VARNEL_IN_FRONT void* calloc (size_t number, size_t size)
-{
-    note (RealTimeGuard::allocation, "calloc");
-    return __libc_calloc (number, size);
-}
-
-VARNEL_IN_FRONT void* realloc (void* memory, size_t size)
-{
-    note (RealTimeGuard::allocation, "realloc");
-    return __libc_realloc (memory, size);
-}
-
-VARNEL_IN_FRONT void* memalign (size_t alignment, size_t size)
-{
-    note (RealTimeGuard::allocation, "memalign");
-    return __libc_memalign (alignment, size);
-}
-
-VARNEL_IN_FRONT void* aligned_alloc (size_t alignment, size_t size)
-{
-    note (RealTimeGuard::allocation, "aligned_alloc");
-    return __libc_memalign (alignment, size);
-}
+VARNEL_ALLOCATION (malloc, (size_t size), malloc (size))
+VARNEL_ALLOCATION (calloc, (size_t number, size_t size), calloc (number, size))
+VARNEL_ALLOCATION (realloc, (void* memory, size_t size), realloc (memory, size))
+VARNEL_ALLOCATION (memalign, (size_t alignment, size_t size), memalign (alignment, size))
+VARNEL_ALLOCATION (aligned_alloc, (size_t alignment, size_t size), memalign (alignment, size))
 
 VARNEL_IN_FRONT int posix_memalign (void** memory, size_t alignment, size_t size)
 {

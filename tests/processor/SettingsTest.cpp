@@ -129,8 +129,7 @@ TEST_F (Settings, AreWrittenThreeSecondsAfterAChange)
 {
     VarnelReverbAudioProcessor processor;
     EXPECT_FALSE (settingsFile.exists());
-    EXPECT_TRUE (deliverMessagesUntil ([this]
-                                       { return settingsFile.exists(); }));
+    EXPECT_SOON (settingsFile.exists());
     EXPECT_EQ (stored ("initialized"), "1");
     EXPECT_FALSE (stored ("0").has_value()) << "the map follows at the end";
 }

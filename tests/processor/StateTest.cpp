@@ -409,8 +409,7 @@ TEST_F (State, KnowsWhichPresetItCameFrom)
         .join();
     EXPECT_EQ (get (processor, "ReverbSize"), 2.0f);
     EXPECT_EQ (processor.currentPresetFile, file);
-    EXPECT_TRUE (deliverMessagesUntil ([&]
-                                       { return listener.numChanges == 8; }));
+    EXPECT_SOON (listener.numChanges == 8);
     EXPECT_EQ (processor.currentPresetFile.getFullPathName(), "/there.xml");
 
     // Unless another one has been loaded in the meantime
