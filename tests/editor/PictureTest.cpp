@@ -55,7 +55,14 @@ protected:
         manager.rescan();
         manager.setCurrentPreset (bank.getChildFile ("Halls/Cathedral Nave.xml"));
         manager.loadCurrentPreset();
-        deliverMessages (150); // some ticks of the window's timer
+        waitForTick();
+    }
+
+    /** Until the window's timer has shown what there is to show. */
+    void waitForTick()
+    {
+        processor->engine.peakInL = 1e-20f;
+        EXPECT_SOON (processor->engine.peakInL == 0.0f);
     }
 
     void setMeters (std::array<float, 4> levels, float peak)
@@ -124,7 +131,7 @@ TEST_F (Pictures, OfTheWindowAtThreeSizes)
         set (*processor, id, value);
     processor->engine.spinPhase = -0.2f;
     user.click (at (600, 592));
-    deliverMessages (100);
+    waitForTick();
     allOf<juce::ImageButton> (*editor).front()->setState (juce::Button::buttonDown);
     setMeters ({ 1.1f, 0.01f, 3.0f, 0.5f }, 1.5f);
     look(); // and from there two come down
@@ -169,7 +176,7 @@ TEST_F (Pictures, OfMenus)
     for (const auto controller : { -1, -2, 74 })
     {
         processor->midiControllers[3] = controller; // of Hi
-        deliverMessages (100);
+        waitForTick();
         rightClick (at (260, 214));
         panels.push_back (look ({ 170, 114, 372, 200 }));
         user.closeMenu();
