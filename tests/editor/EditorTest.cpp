@@ -120,7 +120,8 @@ TEST (Meter, RepaintsAllThatChanges)
 
 TEST_F (Window, IsWorkedByTheMouseAlone)
 {
-    write (getUserPresetFolder (ownProcessor->settings).getChildFile ("Mine.xml"), 11);
+    for (const auto* name : { "Mine.xml", "Next.xml", "Other.xml" })
+        write (getUserPresetFolder (ownProcessor->settings).getChildFile (name), 11);
     openProgram();
     auto& size = knob ("ReverbSize");
     const auto keyboardIsFree = [this] (const char* after)
@@ -231,8 +232,9 @@ TEST_F (Window, IsWorkedByTheMouseAlone)
     // The arrows, to their tips, and the version
     EXPECT_EQ (selector().getText(), "");
     user.click (at (933, 8));
-    EXPECT_EQ (selector().getText(), "Mine");
+    EXPECT_EQ (selector().getText(), "Next");
     user.click (at (868, 14));
+    EXPECT_EQ (selector().getText(), "Mine");
     EXPECT_EQ (get (*processor, "ReverbSize"), 11.0f);
     user.click (at (600, 592));
     EXPECT_EQ (allOf<juce::ImageButton> (*editor).back()->getTitle(), "Varnel Reverb 1.1.1 (r947) hash e6619a6e");

@@ -39,7 +39,7 @@ protected:
     Pictures()
     {
         // What is drawn may not depend on which fonts a machine has beyond this one.
-        juce::LookAndFeel::getDefaultLookAndFeel().setDefaultSansSerifTypefaceName ("DejaVu Sans");
+        lookAndFeel->setDefaultSansSerifTypefaceName ("DejaVu Sans");
         EXPECT_TRUE (juce::Font::findAllTypefaceNames().contains ("DejaVu Sans")) << "scripts/setup.sh installs it";
         processor->engine.spinPhase = 0.7f;
     }
@@ -110,6 +110,8 @@ protected:
         ADD_FAILURE() << "differs by " << highest << " of 255 at " << where.toString() << " from " << recorded.getFullPathName()
                       << "; see " << got.getFullPathName() << " and, beside it, where they differ";
     }
+
+    juce::SharedResourcePointer<varnel::LookingFabulous> lookAndFeel;
 };
 
 } // namespace
@@ -135,6 +137,8 @@ TEST_F (Pictures, OfTheWindowAtThreeSizes)
     allOf<juce::ImageButton> (*editor).front()->setState (juce::Button::buttonDown);
     setMeters ({ 1.1f, 0.01f, 3.0f, 0.5f }, 1.5f);
     look(); // and from there two come down
+    processor->engine.spinPhase = -0.9f;
+    waitForTick();
     setMeters ({ 1.1f, 0.01f, 0.5f, 0.5f }, 1.2f);
     expectPicture (look(), "tests/editor/pictures/turned.png");
 }
@@ -193,6 +197,7 @@ TEST_F (Pictures, OfMenus)
     EXPECT_SOON (allOf<juce::TooltipWindow> (*editor).front()->isVisible());
     panels.push_back (look ({ 290, 60, 550, 260 }));
     expectPicture (sideBySide (panels), "tests/editor/pictures/sizes.png");
+    EXPECT_EQ (lookAndFeel->getTooltipBounds ("on the left", { 100, 100 }, { 840, 434 }).getPosition(), juce::Point<int> (124, 106));
 }
 
 TEST_F (Pictures, OfTheProgram)
