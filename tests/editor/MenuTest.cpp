@@ -241,9 +241,10 @@ TEST_F (Menus, OfTheProgramDoWhatTheirRowsSay)
     EXPECT_TRUE (home.getChildFile ("asked").loadFileAsString().startsWith ("--file-selection|--title=Save current state|--save"));
     expectRows ("program", "Audio/MIDI Settings...|Undo|Redo|A/B: A is heard, switch to B|Save current state...|Load a saved state...|Reset to default state");
     set (*processor, "ReverbSize", 5.0f);
-    deliverMessages (700); // it has come to rest
-    expectSize ("Undo", 60.0f);
-    expectSize ("Redo", 5.0f);
+    deliverMessages (700); // it has come to rest, and is a step
+    set (*processor, "ReverbSize", 6.0f);
+    expectSize ("Undo", 5.0f);
+    expectSize ("Redo", 6.0f);
     expectSize ("Load a saved state...", 60.0f);
     EXPECT_TRUE (home.getChildFile ("asked").loadFileAsString().startsWith ("--file-selection|--title=Load a saved state|--file"));
     expectSize ("A/B: A is heard, switch to B", 60.0f);

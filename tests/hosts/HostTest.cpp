@@ -4,8 +4,6 @@
 #include "HostedPlugin.h"
 #include "support/XServer.h"
 
-#include <juce_gui_basics/juce_gui_basics.h>
-
 #include <array>
 #include <atomic>
 

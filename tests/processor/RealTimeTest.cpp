@@ -156,8 +156,6 @@ TEST_F (RealTime, GuardCatchesEveryOffence)
           { const juce::ScopedLock lock (criticalSection); } },
         { "sleep_for", Guard::sleep, []
           { std::this_thread::sleep_for (std::chrono::microseconds (1)); } },
-        { "yield", Guard::sleep, []
-          { std::this_thread::yield(); } },
         { "write", Guard::systemCall, []
           { EXPECT_EQ (write (-1, "", 1), -1); } },
         { "throw", Guard::exception, []
