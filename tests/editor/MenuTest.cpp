@@ -251,10 +251,11 @@ TEST_F (Menus, OfTheProgramDoWhatTheirRowsSay)
     set (*processor, "ReverbSize", 7.0f);
     expectSize ("A/B: B is heard, switch to A", 60.0f);
     expectSize ("A/B: A is heard, switch to B", 7.0f);
+    set (*processor, "ReverbSize", 8.0f);
     user.key ("ctrl + Z");
-    EXPECT_EQ (size(), 60.0f);
-    user.key ("ctrl + shift + Z");
     EXPECT_EQ (size(), 7.0f);
+    user.key ("ctrl + shift + Z");
+    EXPECT_EQ (size(), 8.0f);
     expectSize ("Reset to default state", 33.0f);
 
     // There is one window of settings, which says what is missing, and closes.

@@ -9,7 +9,6 @@
 #include <jack/midiport.h>
 
 #include <atomic>
-#include <optional>
 
 /** A test with a server of its own. Its periods are long, so that a busy machine keeps up. */
 class WithJack : public FreshHome
