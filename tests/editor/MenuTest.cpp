@@ -128,7 +128,7 @@ protected:
 
             deliverMessagesUntil ([&]
                                   { return look() == expected; },
-                                  2000);
+                                  20000);
             deliverMessages (20); // nor does anything come later
             const auto now = look();
             for (const auto& [what, value] : now)

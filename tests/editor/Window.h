@@ -53,6 +53,7 @@ protected:
         editor->addToDesktop (juce::ComponentPeer::windowIsTemporary);
         editor->setTopLeftPosition (20, 20);
         editor->setVisible (true);
+        editor->toFront (true); // or a menu that a slow machine opens closes by itself
         user.moveTo (away);
     }
 
