@@ -160,7 +160,7 @@ TEST (Library, RefusesWhatIsWrongAndStaysAsItWas)
     EXPECT_EQ (varnel_reverb_preset_at (varnel_reverb_num_presets()), nullptr);
     EXPECT_EQ (varnel_reverb_load_preset (reverb, nullptr), VARNEL_REVERB_NULL);
 
-    for (const auto* name : { "", "/", "Winter", "Winter Abbey ", "Rooms/Winter Abbey", "/New Sound", "Halls/" })
+    for (const auto* name : { "", "/", "Winter", "Winter Abbey ", "Rooms/Winter Abbey", "/New Sound", "Halls/", "Halls-Winter Abbey" })
         EXPECT_EQ (varnel_reverb_load_preset (reverb, name), VARNEL_REVERB_NO_PRESET) << name;
 
     EXPECT_EQ (number, 99u);

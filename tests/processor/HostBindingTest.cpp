@@ -51,7 +51,7 @@ TEST_F (Host, HasABypassOfItsOwn)
     };
 
     EXPECT_NE (run (1.0f), 1.0f);
-    EXPECT_TRUE (binding.setParameter (HostBinding::masterBypassId, 1.0f));
+    EXPECT_TRUE (binding.setParameter (HostBinding::masterBypassId, 0.5f));
     EXPECT_EQ (run (1.0f), 1.0f);
     EXPECT_EQ (get (processor, "Bypass"), 1.0f) << "the effect's own switch is another thing";
     EXPECT_EQ (chunkOf (processor), *binding.chunk (HostBinding::chunkType)) << "and the host's is not in the state";

@@ -240,6 +240,13 @@ TEST (Processor, LearnsControllersAndPassesTheirValuesOn)
     send (juce::MidiMessage::noteOn (1, 7, 1.0f));
     const std::vector<juce::uint8> sysex (100000, 0x0b);
     send (juce::MidiMessage::createSysExMessage (sysex.data(), static_cast<int> (sysex.size())));
+
+    // A controller's message that is cut short ends with its bytes, whatever lies behind them.
+    const juce::uint8 shortened[] { 0xb0, 9 };
+    host.midi.clear();
+    for (const auto time : { 0, 5 })
+        host.midi.addEvent (shortened, 2, time);
+    host.process (impulse (2, 16));
     EXPECT_EQ (map[0], varnel::MidiControllerMap::learning);
     EXPECT_TRUE (listener.told.empty());
     EXPECT_FALSE (host.processor.midiMapDirty);
