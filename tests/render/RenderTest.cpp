@@ -13,6 +13,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <map>
+#include <string_view>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -542,7 +543,12 @@ TEST_F (Render, TreatsTheSoundAsAsked)
     EXPECT_TRUE (wav.contains ("clipped; --bits 32") && wav.contains ("--gain")) << wav;
     EXPECT_TRUE (flac.contains ("clipped; --gain") && ! flac.contains ("--bits")) << flac;
     EXPECT_EQ (render ("loud.wav kept.wav --tail 0").err, "");
-    EXPECT_GT (read ("kept.wav").peak (0, 2000, 0), 2.0);
+    const auto kept = read ("kept.wav"), held = read ("held.wav");
+    EXPECT_GT (kept.peak (0, 2000, 0), 2.0);
+    for (int i = 0; i < 2000; ++i)
+        ASSERT_NEAR (held.at (i, 0), std::clamp (kept.at (i, 0), -1.0, 1.0), 2.5 / 32768) << i;
+    const auto data = bytes ("kept.wav");
+    EXPECT_EQ (std::string_view (data.begin(), data.getSize()).find ("PEAK"), std::string_view::npos) << "a time of day, which differs from run to run";
 }
 
 TEST_F (Render, EndsTheTailWhenItIsInaudible)
@@ -558,6 +564,10 @@ TEST_F (Render, EndsTheTailWhenItIsInaudible)
     EXPECT_LT (std::max (out.peak (length - 44100, length, 0), out.peak (length - 44100, length, 1)), limit);
     EXPECT_GE (std::max (out.peak (length - 44101, length - 44100, 0), out.peak (length - 44101, length - 44100, 1)), limit) << "one sample earlier was audible";
     EXPECT_NE (out.at (length - 1, 0), 0.0) << "what ends by itself does not fade";
+
+    write ("hush.wav", { 1, 8000, SF_FORMAT_WAV | SF_FORMAT_PCM_16, std::vector<double> (16000) });
+    expectDone ("hush.wav still.wav");
+    EXPECT_EQ (read ("still.wav").frames(), 24000) << "silence in the sound is not its tail's end";
 
     const auto endless = render ("in.wav long.wav --set Size=100");
     EXPECT_EQ (read ("long.wav").frames(), 1000 + 60 * 44100);
