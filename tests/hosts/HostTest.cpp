@@ -330,6 +330,11 @@ TEST_P (HostedWithMap, HearsControllersFromTheNextBlockOnOffline)
         expectSame (run (*plugin, noise (2, 512), 512, midi), reference.run (noise (2, 512), 512), "a controller's own block");
         reference.binding.setParameter ("Position", static_cast<float> (value) / 127.0f);
     }
+
+    parameterNamed (*plugin, "Position")->setValue (0.9f);
+    run (*plugin, noise (2, 512), 512);
+    run (*plugin, noise (2, 512), 512);
+    EXPECT_NEAR (parameterNamed (*plugin, "Position")->getValue(), 0.9f, 1e-6f) << "a controller has been heard once";
 }
 
 TEST_P (HostedWithMap, OpensItsWindowAndMovesWithIt)
