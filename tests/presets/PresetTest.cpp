@@ -198,7 +198,7 @@ TEST_F (Presets, AreWhereAModelSaysAfterAnyWalk)
         std::string key;
         const auto parts = juce::StringArray::fromTokens (path, "/", "");
         for (int i = 0; i < parts.size(); ++i)
-            key.append (i < parts.size() - 1 ? "1" : "0").append (parts[i].upToLastOccurrenceOf (".", false, true).toStdString()).append (1, '\x01');
+            key.append (i < parts.size() - 1 ? "1" : "0").append (parts[i].upToLastOccurrenceOf (".", false, true).toStdString()).append (1, '\x01').append (parts[i].toStdString());
         return key;
     };
     struct Stored
@@ -213,7 +213,7 @@ TEST_F (Presets, AreWhereAModelSaysAfterAnyWalk)
         juce::String name;
     };
     const juce::File roots[] { userFolder, home.getChildFile ("other"), factoryFolder };
-    const char* const paths[] { "a.xml", "B.xml", "b.xml", "c.d.xml", "Zoo/a.xml", "Zoo/Deep/x.xml", "zoo/y.xml", "Zoo/Deep/er/z.xml" };
+    const char* const paths[] { "a.xml", "a.qvz", "B.xml", "b.xml", "c.d.xml", "Zoo/a.xml", "Zoo/Deep/x.xml", "zoo/y.xml", "Zoo/Deep/er/z.xml" };
     std::map<std::string, Stored> disk[3];
     std::vector<juce::File> flat;
     Session kept { {}, 0.0f, {} };
