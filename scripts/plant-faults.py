@@ -26,7 +26,7 @@ import time
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 COPY = ROOT / "build-faults"
-SECONDS = 900  # for a fault's build, or for its tests: who takes longer hangs
+SECONDS = 600  # for a fault's build, or for its tests: who takes longer hangs
 
 # What is built and run for a fault in a folder. Tests with a capital are ctest's names, the others are programs.
 NEAR = {
