@@ -30,7 +30,24 @@ if (juce_tree)
     endif()
 
     message (STATUS "JUCE: source tree ${juce_tree}")
-    add_subdirectory ("${juce_tree}" "${CMAKE_BINARY_DIR}/juce" EXCLUDE_FROM_ALL)
+
+    # JUCE's own folder in a build holds one thing that takes minutes: a program that it builds for itself while it is
+    # configured. No build needs it to be another one, with other flags or symbols.
+    set (juce_binaries "${CMAKE_BINARY_DIR}/juce")
+
+    if (VARNEL_JUCE_TOOLS_DIR)
+        string (SHA1 name "${juce_tree}")
+        string (SUBSTRING ${name} 0 8 name)
+        set (juce_binaries "${VARNEL_JUCE_TOOLS_DIR}/${name}")
+        file (MAKE_DIRECTORY "${juce_binaries}")
+        file (LOCK "${juce_binaries}" DIRECTORY GUARD PROCESS)
+    endif()
+
+    if (NOT EXISTS "${juce_binaries}/tools/CMakeCache.txt")
+        file (WRITE "${juce_binaries}/tools/CMakeCache.txt" "CMAKE_CXX_FLAGS_DEBUG:STRING=\n")
+    endif()
+
+    add_subdirectory ("${juce_tree}" "${juce_binaries}" EXCLUDE_FROM_ALL)
 elseif (JUCE_FOUND)
     message (STATUS "JUCE: installed package ${JUCE_DIR}")
 else()
