@@ -258,6 +258,7 @@ TEST_F (Settings, AreNoneWithoutHome)
     }
     setenv ("HOME", kept.toRawUTF8(), 1);
     EXPECT_FALSE (juce::File ("/nonexistent").exists());
+    juce::File ("/nonexistent").deleteRecursively(); // or every later run would fail
 }
 
 TEST_F (Settings, NameTheDefaultPreset)
