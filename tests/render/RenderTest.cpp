@@ -319,6 +319,16 @@ TEST_F (Render, ReadsAndWritesEveryFormatAndKeepsUntouchedSamples)
         EXPECT_NEAR (read ("decoded.wav").peak (0, 19000, 0), 0.45, 0.1) << extension;
     }
 
+    // Vorbis at its best; at its usual quality this is -31 dB.
+    const auto sound = read ("in.wav"), lossy = read ("lossy.ogg");
+    auto power = 0.0, lost = 0.0;
+    for (size_t i = 0; i < sound.samples.size(); ++i)
+    {
+        power += std::pow (sound.samples[i], 2);
+        lost += std::pow (lossy.samples[i] - sound.samples[i], 2);
+    }
+    EXPECT_LT (10.0 * std::log10 (lost / power), -36.0);
+
     // Other bits are asked for, or are the nearest that there are.
     write ("in.wav", audio (1, 500, 44100, SF_FORMAT_WAV | SF_FORMAT_FLOAT));
     for (const auto& [arguments, format] : std::map<juce::String, int> { { "a.flac", SF_FORMAT_FLAC | SF_FORMAT_PCM_24 }, { "a.x --format au --bits 64", SF_FORMAT_AU | SF_FORMAT_DOUBLE }, { "a.w64 --bits 32i", SF_FORMAT_W64 | SF_FORMAT_PCM_32 } })
