@@ -30,7 +30,7 @@ libraries=(
     libasound2-dev libjack-jackd2-dev lv2-dev
     dpf-source # the headers of CLAP, and no more of it
     libx11-dev libxext-dev libxinerama-dev libxrandr-dev libxcursor-dev libxcomposite-dev
-    libxres-dev libxtst-dev # the tests' screen
+    libxtst-dev # the tests' screen
 )
 
 packages=(
