@@ -8,6 +8,7 @@
 #include <juce_gui_basics/juce_gui_basics.h>
 
 #include <juce_audio_plugin_client/detail/juce_LinuxMessageThread.h>
+#include <juce_events/native/juce_EventLoopInternal_linux.h>
 
 namespace varnel::clap
 {
@@ -17,13 +18,44 @@ namespace
 
 constexpr uint32_t timerInterval = 16; ///< ms: a frame of most screens
 
+/** Sees to events that have been read from a connection while something else was waited for there: the connection has
+    nothing to read then, which is what JUCE's own thread waits for. Where the host's thread talks to the X server as well,
+    clicks would stay there until the mouse moves again. */
+struct LateEvents final : juce::Timer
+{
+    LateEvents() { startTimer (static_cast<int> (timerInterval)); }
+
+    void timerCallback() override
+    {
+        for (const auto connection : juce::LinuxEventLoopInternal::getRegisteredFds())
+            juce::LinuxEventLoopInternal::invokeEventLoopCallbackForFd (connection);
+    }
+};
+
 } // namespace
 
 struct EventLoop::Threads
 {
+    ~Threads()
+    {
+        if (late)
+        {
+            const juce::MessageManagerLock pause;
+            late.reset();
+        }
+
+        ofHost.reset();
+        own.reset();
+
+        // With the last instance JUCE ends too, on what has to be its message thread.
+        if (! juce::SharedResourcePointer<juce::detail::MessageThread>::getSharedObjectWithoutCreating())
+            juce::MessageManager::getInstance()->setCurrentThreadAsMessageThread();
+    }
+
     juce::ScopedJuceInitialiser_GUI juce;
-    juce::SharedResourcePointer<juce::detail::MessageThread> own;
+    std::optional<juce::SharedResourcePointer<juce::detail::MessageThread>> own { std::in_place };
     std::optional<juce::SharedResourcePointer<juce::detail::HostDrivenEventLoop>> ofHost;
+    std::optional<juce::SharedResourcePointer<LateEvents>> late; ///< unless the loop is the host's
 };
 
 EventLoop::EventLoop (Host& hostToUse)
@@ -35,6 +67,10 @@ EventLoop::EventLoop (Host& hostToUse)
     {
         timer = id;
         threads->ofHost.emplace();
+    }
+    else
+    {
+        threads->late.emplace();
     }
 }
 

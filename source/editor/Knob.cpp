@@ -194,7 +194,7 @@ TolvarKnob::~TolvarKnob()
 
 void TolvarKnob::attachToParameter (juce::AudioProcessorValueTreeState& state, const juce::String& parameterID)
 {
-    JUCE_ASSERT_MESSAGE_THREAD
+    JUCE_ASSERT_MESSAGE_MANAGER_IS_LOCKED
     attachment.reset();
     attachment = std::make_unique<juce::AudioProcessorValueTreeState::SliderAttachment> (state, parameterID, slider);
 

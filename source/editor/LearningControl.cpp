@@ -62,7 +62,7 @@ void LearningControl::Dot::paint (juce::Graphics& g)
 
 void LearningControl::showLearning()
 {
-    JUCE_ASSERT_MESSAGE_THREAD
+    JUCE_ASSERT_MESSAGE_MANAGER_IS_LOCKED
     dot.setVisible (midiControllers != nullptr && midiIndex >= 0 && (*midiControllers)[static_cast<size_t> (midiIndex)] == learning);
 }
 

@@ -54,7 +54,7 @@ TolvarToggle::~TolvarToggle()
 
 void TolvarToggle::attachToParameter (juce::AudioProcessorValueTreeState& state, const juce::String& parameterID)
 {
-    JUCE_ASSERT_MESSAGE_THREAD
+    JUCE_ASSERT_MESSAGE_MANAGER_IS_LOCKED
     attachment.reset();
 
     const auto* const parameter = state.getParameter (parameterID);

@@ -43,7 +43,7 @@ VUMeterCircle::VUMeterCircle()
 
 void VUMeterCircle::setLevel (float value)
 {
-    JUCE_ASSERT_MESSAGE_THREAD
+    JUCE_ASSERT_MESSAGE_MANAGER_IS_LOCKED
 
     // What is no number shows as far beyond the scale: from infinity, no level would ever fall.
     if (! std::isfinite (value))

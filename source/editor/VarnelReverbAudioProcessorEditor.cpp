@@ -71,7 +71,7 @@ VarnelReverbAudioProcessorEditor::VarnelReverbAudioProcessorEditor (VarnelReverb
       presetManager (processorToShow),
       presetAttachment (presetManager, presetSelector)
 {
-    JUCE_ASSERT_MESSAGE_THREAD
+    JUCE_ASSERT_MESSAGE_MANAGER_IS_LOCKED
 
     for (auto* knob : { &sizeKnob, &spinKnob, &loKnob, &hiKnob, &positionKnob })
     {
@@ -187,7 +187,7 @@ VarnelReverbAudioProcessorEditor::~VarnelReverbAudioProcessorEditor()
 // The processor knows no editor; what it needs to open one stands here.
 juce::AudioProcessorEditor* VarnelReverbAudioProcessor::createEditor()
 {
-    JUCE_ASSERT_MESSAGE_THREAD
+    JUCE_ASSERT_MESSAGE_MANAGER_IS_LOCKED
     return new VarnelReverbAudioProcessorEditor (*this);
 }
 

@@ -37,7 +37,7 @@ private:
 
 void openInFileManager (const juce::File& folder)
 {
-    JUCE_ASSERT_MESSAGE_THREAD
+    JUCE_ASSERT_MESSAGE_MANAGER_IS_LOCKED
 
 #if JUCE_LINUX || JUCE_BSD
     // juce::File::startAsProcess() puts the path into a line for the shell.

@@ -26,7 +26,7 @@ void call (const std::vector<PresetManager::Listener*>& listeners, void (PresetM
 
 void PresetProcessor::tellCurrentPresetChanged()
 {
-    JUCE_ASSERT_MESSAGE_THREAD
+    JUCE_ASSERT_MESSAGE_MANAGER_IS_LOCKED
 
     if (presetManager != nullptr)
         call (presetManager->listeners, &PresetManager::Listener::currentPresetChanged);
@@ -61,7 +61,7 @@ juce::String PresetManager::getBinaryPresetFileExtension() const
 
 void PresetManager::rescan()
 {
-    JUCE_ASSERT_MESSAGE_THREAD
+    JUCE_ASSERT_MESSAGE_MANAGER_IS_LOCKED
 
     userRoot = { this, getUserPresetFolder (*processor->settingsStore), {}, {} };
 
@@ -74,14 +74,14 @@ void PresetManager::rescan()
 //==============================================================================
 void PresetManager::loadCurrentPreset()
 {
-    JUCE_ASSERT_MESSAGE_THREAD
+    JUCE_ASSERT_MESSAGE_MANAGER_IS_LOCKED
 
     loadPreset (*processor, juce::File (processor->currentPresetFile));
 }
 
 void PresetManager::setCurrentPreset (const juce::File& file)
 {
-    JUCE_ASSERT_MESSAGE_THREAD
+    JUCE_ASSERT_MESSAGE_MANAGER_IS_LOCKED
 
     if (file == processor->currentPresetFile)
         return;
@@ -92,7 +92,7 @@ void PresetManager::setCurrentPreset (const juce::File& file)
 
 void PresetManager::savePreset()
 {
-    JUCE_ASSERT_MESSAGE_THREAD
+    JUCE_ASSERT_MESSAGE_MANAGER_IS_LOCKED
 
     const auto file = processor->currentPresetFile;
 
@@ -107,7 +107,7 @@ void PresetManager::savePreset()
 
 void PresetManager::writePresetAs (const juce::File& file)
 {
-    JUCE_ASSERT_MESSAGE_THREAD
+    JUCE_ASSERT_MESSAGE_MANAGER_IS_LOCKED
 
     if (file.getFileName().isEmpty())
         return;
@@ -125,7 +125,7 @@ void PresetManager::writePresetAs (const juce::File& file)
 
 void PresetManager::setAsDefaultPreset()
 {
-    JUCE_ASSERT_MESSAGE_THREAD
+    JUCE_ASSERT_MESSAGE_MANAGER_IS_LOCKED
 
     if (const auto file = processor->currentPresetFile; file.existsAsFile())
         processor->settingsStore->getUserSettings()->setValue (settingsKeys::defaultPreset, file.getFullPathName());
@@ -232,7 +232,7 @@ void PresetManager::askForNewName (const juce::File& proposal)
 
 void PresetManager::openChooser (const juce::String& title, const juce::File& initial, const juce::String& patterns, int browserFlags, std::function<void (const juce::File&)> chosen)
 {
-    JUCE_ASSERT_MESSAGE_THREAD
+    JUCE_ASSERT_MESSAGE_MANAGER_IS_LOCKED
 
     fileChooser = std::make_unique<juce::FileChooser> (title, initial, patterns, true);
     fileChooser->launchAsync (browserFlags, [chosen = std::move (chosen)] (const juce::FileChooser& finished)

@@ -33,7 +33,7 @@ bool ControllerAnswers::Conversation::hasNoted (float value) const noexcept
 ControllerAnswers::ControllerAnswers (VarnelReverbAudioProcessor& processorToAnswerFor)
     : processor (processorToAnswerFor)
 {
-    JUCE_ASSERT_MESSAGE_THREAD
+    JUCE_ASSERT_MESSAGE_MANAGER_IS_LOCKED
 
     processor.midiControllers.setAnswerer (this);
     processor.addListener (this);
@@ -42,7 +42,7 @@ ControllerAnswers::ControllerAnswers (VarnelReverbAudioProcessor& processorToAns
 
 ControllerAnswers::~ControllerAnswers()
 {
-    JUCE_ASSERT_MESSAGE_THREAD
+    JUCE_ASSERT_MESSAGE_MANAGER_IS_LOCKED
 
     stopTimer();
     processor.removeListener (this);
@@ -72,7 +72,7 @@ void ControllerAnswers::controllerSaid (size_t index, float value)
 
 void ControllerAnswers::answer()
 {
-    JUCE_ASSERT_MESSAGE_THREAD
+    JUCE_ASSERT_MESSAGE_MANAGER_IS_LOCKED
 
     for (size_t i = 0; i < conversations.size(); ++i)
     {

@@ -18,7 +18,7 @@ void MidiControllerMap::add (RawParameter& parameter)
 
 void MidiControllerMap::read (juce::PropertiesFile& settings)
 {
-    JUCE_ASSERT_MESSAGE_THREAD
+    JUCE_ASSERT_MESSAGE_MANAGER_IS_LOCKED
 
     if (settings.getIntValue (settingsKeys::initialized) == 1)
     {
@@ -34,7 +34,7 @@ void MidiControllerMap::read (juce::PropertiesFile& settings)
 
 void MidiControllerMap::save (juce::PropertiesFile& settings)
 {
-    JUCE_ASSERT_MESSAGE_THREAD
+    JUCE_ASSERT_MESSAGE_MANAGER_IS_LOCKED
 
     for (size_t i = 0; i < entries.size(); ++i)
     {

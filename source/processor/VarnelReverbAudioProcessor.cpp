@@ -287,7 +287,7 @@ juce::ValueTree VarnelReverbAudioProcessor::copyParameterState()
 
 juce::ValueTree VarnelReverbAudioProcessor::getParameterState()
 {
-    JUCE_ASSERT_MESSAGE_THREAD
+    JUCE_ASSERT_MESSAGE_MANAGER_IS_LOCKED
     const juce::ScopedLock lock (treeLock);
     parameterState.copyState(); // writes what the parameters are at into the tree
     return parameterState.state;
@@ -329,7 +329,7 @@ void VarnelReverbAudioProcessor::tellHostOfPreset()
 
 void VarnelReverbAudioProcessor::loadBinaryPreset (const juce::File& file)
 {
-    JUCE_ASSERT_MESSAGE_THREAD
+    JUCE_ASSERT_MESSAGE_MANAGER_IS_LOCKED
     auto record = readBinaryRecordFile (file);
 
     if (! record)
