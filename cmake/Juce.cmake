@@ -47,7 +47,19 @@ if (juce_tree)
         file (WRITE "${juce_binaries}/tools/CMakeCache.txt" "CMAKE_CXX_FLAGS_DEBUG:STRING=\n")
     endif()
 
-    add_subdirectory ("${juce_tree}" "${juce_binaries}" EXCLUDE_FROM_ALL)
+    # Clang builds it in half the time.
+    find_program (clang clang NO_CACHE)
+    find_program (clangxx clang++ NO_CACHE)
+
+    if (clang AND clangxx AND NOT "$ENV{CC}$ENV{CXX}")
+        set (ENV{CC} "${clang}")
+        set (ENV{CXX} "${clangxx}")
+        add_subdirectory ("${juce_tree}" "${juce_binaries}" EXCLUDE_FROM_ALL)
+        unset (ENV{CC})
+        unset (ENV{CXX})
+    else()
+        add_subdirectory ("${juce_tree}" "${juce_binaries}" EXCLUDE_FROM_ALL)
+    endif()
 elseif (JUCE_FOUND)
     message (STATUS "JUCE: installed package ${JUCE_DIR}")
 else()
@@ -55,3 +67,21 @@ else()
 endif()
 
 get_target_property (VARNEL_JUCE_MODULES juce::juce_core INTERFACE_JUCE_MODULE_PATH)
+
+# What JUCE's modules are compiled with in the targets of the folder that calls this. It is most of what there is to compile,
+# and hardly any of it is in the way of a sample: half the time with a little less optimisation. Sanitizers look for faults
+# of ours; at memory and threads they can do so only where all code takes part, and then at what is quickest to compile.
+function (varnel_compile_juce_quickly)
+    if (MSVC)
+        return()
+    endif()
+
+    if (VARNEL_SANITIZERS)
+        set (options -O0 -g1 -fno-sanitize=undefined)
+    else()
+        set (options "$<$<CONFIG:Release>:-O2>")
+    endif()
+
+    file (GLOB modules "${VARNEL_JUCE_MODULES}/juce_*/juce_*.c*")
+    set_source_files_properties (${modules} PROPERTIES COMPILE_OPTIONS "${options}")
+endfunction()

@@ -2,10 +2,10 @@
 # SPDX-License-Identifier: AGPL-3.0-only
 """Plants faults in source/, one line each, and tells which of them the tests notice.
 
-usage: plant-faults.py [--list FILE] [--only TEXT] [--results FILE] [--near] [--again]
+usage: plant-faults.py [--list FILE] [--only TEXT] [--copy FOLDER] [--near] [--again]
 
 Each fault of the list (faults.json, beside this script) is an exact text of a file and what is put in its place. It is
-planted in a copy of the working tree, in build-faults, which is built and tested; the tree itself is never touched.
+planted in a copy of the working tree, in build-faults or where --copy says, which is built and tested; the tree itself is never touched.
 Near tests come first: those of the fault's own folder. What they let pass is planted together and meets all tests of the
 release build and the check of the C library; where that fails, the group is halved, until each fault is told from the
 others. --near leaves the second round out.
@@ -13,7 +13,7 @@ others. --near leaves the second round out.
 A fault may leave something behind over which all later tests fail, and would then make every verdict "caught". So the
 near tests have to pass without any fault at the beginning, and again at the end, or the verdicts are not to be believed.
 
-Results go to build-faults/results.json as they come; what stands there is not done again unless --again is given.
+Results go to results.json in the copy as they come; what stands there is not done again unless --again is given.
 Needs what scripts/setup.sh installs. Takes half a minute for a fault that is caught near.
 """
 
@@ -146,14 +146,17 @@ def settle(faults, home, note):
 
 
 def main():
+    global COPY
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--list", type=pathlib.Path, default=ROOT / "scripts/faults.json", help="another list")
     parser.add_argument("--only", default="", metavar="TEXT", help="faults whose file or description has this text")
-    parser.add_argument("--results", type=pathlib.Path, default=COPY / "results.json", help="where results are kept")
+    parser.add_argument("--copy", type=pathlib.Path, default=COPY, metavar="FOLDER", help="where the copy is made, and its results are kept")
     parser.add_argument("--near", action="store_true", help="only the tests of each fault's own folder")
     parser.add_argument("--again", action="store_true", help="forget earlier results")
     options = parser.parse_args()
 
+    COPY = options.copy.resolve()
+    results_file = COPY / "results.json"
     faults = [fault for fault in json.loads(options.list.read_text(encoding="utf-8")) if options.only in fault["file"] + " " + fault["why"]]
 
     for fault in faults:
@@ -162,11 +165,11 @@ def main():
 
     COPY.mkdir(exist_ok=True)
     copy_tree()
-    results = {} if options.again or not options.results.exists() else json.loads(options.results.read_text(encoding="utf-8"))
+    results = {} if options.again or not results_file.exists() else json.loads(results_file.read_text(encoding="utf-8"))
     key = lambda fault: f"{fault['file']}: {fault['why']}"  # noqa: E731
 
     def save():
-        options.results.write_text(json.dumps(results, indent=1, ensure_ascii=False) + "\n", encoding="utf-8")
+        results_file.write_text(json.dumps(results, indent=1, ensure_ascii=False) + "\n", encoding="utf-8")
 
     def note(fault, verdict):
         results[key(fault)] = verdict

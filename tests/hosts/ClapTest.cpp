@@ -2,7 +2,6 @@
 // What is CLAP's own: events within blocks, what the host is told and when, the window's sizes, hosts that break the rules.
 
 #include "HostedPlugin.h"
-#include "support/XServer.h"
 #include "tail/TailLength.h"
 
 #include <cmath>
@@ -274,8 +273,7 @@ TEST_F (ClapWindow, KeepsItsShape)
     for (const auto allowed : { false, true })
     {
         clap.resizes = allowed;
-        XServer::click (editor->getScreenPosition() + juce::Point<int> (10, 200), 3);
-        deliverMessages (500);
+        openMenu (editor->getScreenPosition() + juce::Point<int> (10, 200));
         XServer::key ("Up"); // the last row
         XServer::key ("Up"); // and above it
         XServer::key ("Return");

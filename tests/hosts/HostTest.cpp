@@ -2,7 +2,6 @@
 // The VST3 and the LV2 bundle and the CLAP, loaded and used as hosts do.
 
 #include "HostedPlugin.h"
-#include "support/XServer.h"
 
 #include <array>
 #include <atomic>
@@ -363,8 +362,7 @@ TEST_P (Hosted, LearnsAControllerInItsWindow)
 
     // A right click on the large dial, and the only row of its menu
     const auto dial = editor->getScreenPosition() + juce::Point<int> (300, 120);
-    XServer::click (dial, 3);
-    deliverMessages (500);
+    openMenu (dial);
     XServer::click (dial.translated (40, 12));
     deliverMessages (300);
 

@@ -7,6 +7,7 @@
 #endif
 #include "Reference.h"
 #include "processor/Product.h"
+#include "support/XServer.h"
 
 /** A built bundle and the host format that reads it. */
 struct Bundle
@@ -110,6 +111,17 @@ inline std::unique_ptr<juce::AudioProcessorEditor> openWindow (juce::AudioPlugin
     editor->addToDesktop (0);
     editor->setTopLeftPosition (0, 0);
     editor->setVisible (true);
-    deliverMessages (500);
+    EXPECT_SOON (XServer::windowsAt (editor->getScreenBounds().getCentre()).size() > 1);
+    deliverMessages (100);
     return editor;
+}
+
+/** Opens a menu by a right click, and waits until it lies where its rows will be. */
+inline void openMenu (juce::Point<int> position)
+{
+    const auto below = position.translated (40, 12);
+    const auto windows = XServer::windowsAt (below);
+    XServer::click (position, 3);
+    EXPECT_SOON (XServer::windowsAt (below) != windows);
+    deliverMessages (400);
 }

@@ -60,6 +60,20 @@ void XServer::click (juce::Point<int> position, int button)
         events.send (XTestFakeButtonEvent (events.display, static_cast<unsigned int> (button), isDown, CurrentTime));
 }
 
+std::vector<unsigned long> XServer::windowsAt (juce::Point<int> position)
+{
+    const Events events;
+    const auto root = DefaultRootWindow (events.display);
+    std::vector<unsigned long> windows { root };
+    Window child = None;
+
+    for (int x, y; XTranslateCoordinates (events.display, root, windows.back(), position.x, position.y, &x, &y, &child) && child != None;)
+        windows.push_back (child);
+
+    windows.erase (windows.begin());
+    return windows;
+}
+
 void XServer::key (const char* name)
 {
     const Events events;
