@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 // What the window costs: the time until it has been drawn, and the processor time that it takes while it is open.
 
-#include "Support.h"
-#include "TemporaryHome.h"
+#include "support/Plugin.h"
+#include "support/TemporaryHome.h"
 #include "support/XServer.h"
 
 #include <algorithm>

@@ -9,9 +9,16 @@ else()
     set (VARNEL_WARNINGS -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor
          -Woverloaded-virtual -Wold-style-cast -Wcast-align -Wunused
          $<$<BOOL:${VARNEL_WARNINGS_AS_ERRORS}>:-Werror>)
+
+    # To the compiler, a file that is compiled together with others is a header.
+    if (CMAKE_UNITY_BUILD AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+        list (APPEND VARNEL_WARNINGS -Wno-subobject-linkage)
+    endif()
 endif()
 
-# Only the listed sources get the warnings: a target may also hold sources that are not ours.
+# Arguments: targets
 function (varnel_warn_about)
-    set_source_files_properties (${ARGN} PROPERTIES COMPILE_OPTIONS "${VARNEL_WARNINGS}")
+    foreach (target IN LISTS ARGN)
+        target_compile_options (${target} PRIVATE ${VARNEL_WARNINGS})
+    endforeach()
 endfunction()

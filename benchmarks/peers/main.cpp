@@ -5,7 +5,7 @@
 // Exits with 1 if a reverb could not be measured; it is then named with the reason.
 
 #include "Measurement.h"
-#include "TemporaryHome.h"
+#include "support/TemporaryHome.h"
 
 #include "HostedPlugin.h"
 

@@ -217,7 +217,7 @@ private:
     bool mayRunFast() const noexcept;
     void process (const Stretch&, Peaks&) noexcept;
 
-    // The sample loops. They stay functions of their own so that scripts/check-loop.sh can look at them.
+    // The sample loops. They stay functions of their own so that tests/engine/check-loop.sh can look at them.
     [[gnu::noinline]] void plainLoop (const Stretch&, Peaks&) noexcept;
     [[gnu::noinline]] void fastLoop (const Stretch&, Peaks&) noexcept; ///< of a multiple of four samples
 };

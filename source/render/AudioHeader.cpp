@@ -16,9 +16,9 @@ using namespace std::string_view_literals;
 
 /** A few bytes of a file; zeros where it has ended. */
 template <std::size_t size>
-struct Bytes
+struct Excerpt
 {
-    Bytes (const ReadAt& readAt, std::int64_t offset)
+    Excerpt (const ReadAt& readAt, std::int64_t offset)
         : length (readAt (offset, bytes.data(), size)) {}
 
     bool has (std::string_view text, std::size_t at = 0) const
@@ -81,7 +81,7 @@ bool isPlaceholder (std::uint64_t size, std::size_t numBytes)
 
 std::optional<FileKind> kindOf (const ReadAt& readAt)
 {
-    const Bytes<40> start (readAt, 0);
+    const Excerpt<40> start (readAt, 0);
 
     if ((start.has ("RIFF") || start.has ("RIFX")) && start.has ("WAVE", 8))
         return FileKind::wav;
@@ -116,7 +116,7 @@ std::optional<AudioExtent> findAudio (FileKind kind, const ReadAt& readAt)
 {
     if (kind == FileKind::au)
     {
-        const Bytes<24> header (readAt, 0);
+        const Excerpt<24> header (readAt, 0);
         const auto bigEndian = header.has (".snd");
         const auto size = header.number (8, 4, bigEndian);
 
@@ -130,7 +130,7 @@ std::optional<AudioExtent> findAudio (FileKind kind, const ReadAt& readAt)
     if (kind == FileKind::flac || kind == FileKind::ogg || kind == FileKind::mpeg)
         return {};
 
-    const Bytes<12> start (readAt, 0);
+    const Excerpt<12> start (readAt, 0);
     const auto layout = layoutOf (kind, start.has ("RIFX"));
     const auto wholeSize = start.number (4, 4, layout.bigEndian);
     std::optional<std::uint64_t> longSize; // of RF64
@@ -140,7 +140,7 @@ std::optional<AudioExtent> findAudio (FileKind kind, const ReadAt& readAt)
     for (int i = 0; i < 10000; ++i)
     {
         const auto headerSize = layout.idSize + layout.sizeSize;
-        const Bytes<24> header (readAt, at);
+        const Excerpt<24> header (readAt, at);
 
         if (header.length < headerSize)
             return {};
@@ -165,7 +165,7 @@ std::optional<AudioExtent> findAudio (FileKind kind, const ReadAt& readAt)
         }
 
         if (header.has ("ds64"))
-            longSize = Bytes<16> (readAt, bodyAt).number (8, 8, false);
+            longSize = Excerpt<16> (readAt, bodyAt).number (8, 8, false);
 
         if (size > std::uint64_t { 1 } << 60 || (layout.sizeCountsHeader && size < headerSize))
             return {};

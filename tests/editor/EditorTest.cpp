@@ -360,6 +360,21 @@ TEST_F (Window, IsWorkedByKeysAlone)
     EXPECT_EQ (get (*processor, "ReverbSize"), 71.0f);
 }
 
+TEST (History, ForgetsWhatIsMoreThanAHundredStepsBack)
+{
+    VarnelReverbAudioProcessor processor (VarnelReverbAudioProcessor::UserSettings::ignored);
+    History history (processor);
+
+    for (int i = 1; i <= 120; ++i)
+    {
+        set (processor, "Position", static_cast<float> (std::min (i, 200 - i)));
+        EXPECT_TRUE (history.canUndo());
+    }
+    while (history.canUndo())
+        history.undo();
+    EXPECT_EQ (get (processor, "Position"), 20.0f);
+}
+
 TEST_F (Window, FollowsAHostThatRestoresAState)
 {
     open();

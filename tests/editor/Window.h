@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 #pragma once
 
-#include "Support.h"
+#include "support/Plugin.h"
 #include "support/WindowDriver.h"
 
 #include "editor/VarnelReverbAudioProcessorEditor.h"

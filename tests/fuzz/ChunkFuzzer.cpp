@@ -27,10 +27,10 @@ int LLVMFuzzerTestOneInput (const uint8_t* data, size_t size)
 {
     auto& processor = fuzz::processor();
     fuzz::startAfresh (processor);
-    const auto before = fuzz::values (processor);
+    const auto before = values (processor);
 
     if (processor.restoreState (data, static_cast<int> (size)).failed())
-        REQUIRE (fuzz::values (processor) == before);
+        REQUIRE (values (processor) == before);
 
     fuzz::requireSoundState (processor);
     requireSameVerdict (varnel::textFrom (reinterpret_cast<const char*> (data) + std::min<size_t> (size, 8), size - std::min<size_t> (size, 8)));

@@ -2,8 +2,8 @@
 // What the fuzzers share. Each of them defines LLVMFuzzerTestOneInput(), which libFuzzer calls with bytes that it makes up.
 #pragma once
 
-#include "TemporaryHome.h"
-#include "processor/VarnelReverbAudioProcessor.h"
+#include "support/Plugin.h"
+#include "support/TemporaryHome.h"
 
 #include <juce_events/juce_events.h>
 
@@ -33,14 +33,18 @@ struct Environment
     juce::ScopedJuceInitialiser_GUI juce;
 };
 
+inline void deleteHome()
+{
+    juce::File::getSpecialLocation (juce::File::userHomeDirectory).deleteRecursively();
+}
+
 /** Never goes: what JUCE keeps in static objects would go before it. Only the home does, at the end. */
 inline Environment& environment()
 {
     static auto& instance = *[]
     {
         auto* const made = new Environment;
-        std::atexit ([]
-                     { juce::File::getSpecialLocation (juce::File::userHomeDirectory).deleteRecursively(); });
+        std::atexit (deleteHome);
         return made;
     }();
     return instance;
@@ -53,16 +57,6 @@ inline varnel::VarnelReverbAudioProcessor& processor()
     static auto& instance = *new varnel::VarnelReverbAudioProcessor (varnel::VarnelReverbAudioProcessor::UserSettings::ignored,
                                                                      varnel::VarnelReverbAudioProcessor::Buses::on);
     return instance;
-}
-
-inline std::vector<float> values (const varnel::VarnelReverbAudioProcessor& processor)
-{
-    std::vector<float> result;
-
-    for (const auto& parameter : varnel::parameterTable)
-        result.push_back (*processor.parameterState.getRawParameterValue (parameter.id));
-
-    return result;
 }
 
 /** Moves every parameter to its default, so that an input does the same whatever came before it. */

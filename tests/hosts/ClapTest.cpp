@@ -10,7 +10,6 @@
 namespace
 {
 
-const auto stereo = juce::AudioChannelSet::stereo();
 constexpr auto noNumber = std::numeric_limits<double>::quiet_NaN();
 
 /** Runs a block in place, as on the audio thread. */

@@ -10,7 +10,6 @@ namespace
 {
 
 const auto mono = juce::AudioChannelSet::mono();
-const auto stereo = juce::AudioChannelSet::stereo();
 
 juce::AudioBuffer<float> silence (int numSamples)
 {

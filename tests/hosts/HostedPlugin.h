@@ -5,8 +5,8 @@
 #ifdef VARNEL_CLAP_FILE
     #include "ClapHost.h"
 #endif
-#include "Reference.h"
 #include "processor/Product.h"
+#include "support/Reference.h"
 #include "support/XServer.h"
 
 /** A built bundle and the host format that reads it. */

@@ -2,8 +2,8 @@
 // A JACK server without hardware, programs that use it, and a client that plays to them and records what they answer.
 #pragma once
 
-#include "Reference.h"
 #include "support/Program.h"
+#include "support/Reference.h"
 
 #include <jack/jack.h>
 #include <jack/midiport.h>

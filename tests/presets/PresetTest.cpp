@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 // Presets on disk: reading, order, stepping, saving, folders as people have them, and the factory's bank.
 
-#include "Support.h"
+#include "support/Plugin.h"
 
 #include "presets/PresetManager.h"
 #include "processor/Files.h"
@@ -46,19 +46,9 @@ protected:
 
     static juce::File record (const juce::File& file, bool header, float size)
     {
-        juce::MemoryOutputStream out;
-        if (header)
-        {
-            out << "Ostr";
-            out.writeInt (1);
-        }
-        out.writeString ("");
-        out.writeString ("Shown nowhere");
-        out.writeInt (0);
-        for (const auto value : { size, 1.0f, 2.0f, 3.0f, 4.0f, 1.0f, 1.0f })
-            out.writeFloat (value);
+        const auto data = binaryRecord (header, { size, 1.0f, 2.0f, 3.0f, 4.0f, 1.0f, 1.0f });
         file.create();
-        file.replaceWithData (out.getData(), out.getDataSize());
+        file.replaceWithData (data.getData(), data.getSize());
         return file;
     }
 
@@ -110,7 +100,7 @@ TEST_F (Presets, AreReadByWhatTheyHold)
     EXPECT_EQ (processor.parameterState.state.getProperty ("presetName").toString(), user ("a.xml").getFullPathName());
     EXPECT_EQ (load (record (user ("b.qvz"), true, 20.0f)), 20.0f);
     EXPECT_EQ (load (record (user ("c.qvz"), false, 30.0f)), 30.0f);
-    EXPECT_EQ (processor.currentPresetName, "/Shown nowhere");
+    EXPECT_EQ (processor.currentPresetName, "/Old Hall");
     EXPECT_EQ (processor.parameterState.state.getProperty ("presetName").toString(), user ("c.qvz").getFullPathName());
     EXPECT_EQ (load (preset (user ("xml in.qvz"), 40)), 40.0f);
     EXPECT_EQ (load (record (user ("record in.xml"), true, 50.0f)), 50.0f);

@@ -2,7 +2,7 @@
 // Controllers that move parameters, as in a host of any format.
 
 #include "processor/ControllerAnswers.h"
-#include "Support.h"
+#include "support/Plugin.h"
 
 #include <atomic>
 #include <thread>

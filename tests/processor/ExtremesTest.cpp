@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 // The processor in the hands of a host that does what no host should.
 
-#include "Support.h"
+#include "support/Plugin.h"
 
 #include <cmath>
 #include <memory>

@@ -2,7 +2,7 @@
 // The binding driven as a host would: layouts, chunk and bypass.
 
 #include "processor/HostBinding.h"
-#include "Support.h"
+#include "support/Plugin.h"
 
 using varnel::HostBinding;
 

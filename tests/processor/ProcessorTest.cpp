@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 // What a host sees of the plug-in: identity, parameters, buses, blocks, controllers, state.
 
-#include "Support.h"
+#include "support/Plugin.h"
 
 #include <atomic>
 #include <chrono>
@@ -42,7 +42,7 @@ juce::AudioBuffer<float> impulse (int numChannels, int numSamples = 2000)
 }
 
 /** Remembers what the processor's listeners, of which the host is one, were told. */
-struct Listener : juce::AudioProcessorListener
+struct ToldListener : juce::AudioProcessorListener
 {
     void audioProcessorParameterChanged (juce::AudioProcessor*, int index, float value) override { told.emplace_back (index, value); }
     void audioProcessorChanged (juce::AudioProcessor*, const ChangeDetails&) override {}
@@ -202,8 +202,8 @@ TEST (Processor, TakesEveryBusLayoutAndABufferWithoutChannels)
     untouched.processBlock (none, midi);
     EXPECT_EQ (untouched.midiControllers[2], 40) << "controllers are heard also without audio";
 
-    Prepared mono (juce::AudioChannelSet::mono(), juce::AudioChannelSet::mono());
-    const auto monoOut = mono.process (impulse (1));
+    Prepared narrow (juce::AudioChannelSet::mono(), juce::AudioChannelSet::mono());
+    const auto monoOut = narrow.process (impulse (1));
     Prepared spread (juce::AudioChannelSet::mono(), juce::AudioChannelSet::stereo());
     EXPECT_EQ (spread.processor.engine.numInputChannels, 1);
     const auto spreadOut = spread.process (impulse (2));
@@ -222,7 +222,7 @@ TEST (Processor, TakesEveryBusLayoutAndABufferWithoutChannels)
 TEST (Processor, LearnsControllersAndPassesTheirValuesOn)
 {
     Prepared host;
-    Listener listener;
+    ToldListener listener;
     host.processor.addListener (&listener);
     auto& map = host.processor.midiControllers;
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 // What a block may not do, whatever happens on other threads meanwhile.
 
-#include "RealTimeGuard.h"
-#include "Support.h"
 #include "processor/ControllerAnswers.h"
+#include "support/Plugin.h"
+#include "support/RealTimeGuard.h"
 
 #include <atomic>
 #include <cmath>

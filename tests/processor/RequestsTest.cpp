@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 // What comes in on a side road of the host: NKS requests.
 
-#include "Support.h"
+#include "support/Plugin.h"
 
 #include <array>
 #include <cstring>

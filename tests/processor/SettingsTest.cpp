@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 // What outlives a session on a user's machine: the MIDI map, the default preset, the settings file itself.
 
-#include "Support.h"
+#include "support/Plugin.h"
 
 #include "processor/SafeXml.h"
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 // A session comes back as it was, and nothing that a host or a file hands in does harm.
 
-#include "Support.h"
+#include "support/Plugin.h"
 
 #include "presets/PresetManager.h"
 
@@ -34,32 +34,6 @@ protected:
     static juce::String textOf (const juce::MemoryBlock& chunk)
     {
         return juce::String::fromUTF8 (static_cast<const char*> (chunk.getData()) + 8, static_cast<int> (chunk.getSize()) - 9);
-    }
-
-    static juce::MemoryBlock chunkWith (const juce::String& xml)
-    {
-        juce::MemoryOutputStream out;
-        out << "VC2!";
-        out.writeInt (static_cast<int> (xml.getNumBytesAsUTF8()));
-        out << xml;
-        out.writeByte (0);
-        return out.getMemoryBlock();
-    }
-
-    static juce::MemoryBlock record (bool header, const std::vector<float>& numbers, const char* name = "Old Hall")
-    {
-        juce::MemoryOutputStream out;
-        if (header)
-        {
-            out << "Ostr";
-            out.writeInt (3);
-        }
-        out.writeString ("dropped");
-        out.write (name, std::strlen (name) + 1);
-        out.writeInt (-1);
-        for (const auto number : numbers)
-            out.writeFloat (number);
-        return out.getMemoryBlock();
     }
 
     VarnelReverbAudioProcessor processor;
@@ -281,7 +255,7 @@ TEST_F (State, ReadsNumbersAsJuceDoes)
         }
 
     EXPECT_EQ (after (chunkWith ("<ReverbParams><PARAM id='ReverbSize'/></ReverbParams>")).first, defaults);
-    EXPECT_EQ (after (record (true, { notANumber, infinity, -infinity, notANumber, 5.0f, notANumber, notANumber })).first, (std::vector<float> { 33.0f, 33.0f, 0.0f, -1.5f, 5.0f, 1.0f, 1.0f }));
+    EXPECT_EQ (after (binaryRecord (true, { notANumber, infinity, -infinity, notANumber, 5.0f, notANumber, notANumber })).first, (std::vector<float> { 33.0f, 33.0f, 0.0f, -1.5f, 5.0f, 1.0f, 1.0f }));
 
     // From a preset's tree
     juce::ValueTree tree ("Anything");
@@ -328,7 +302,7 @@ TEST_F (State, ReadsTheOlderBinaryRecord)
             EXPECT_NEAR (got[i], expected[i], 1e-5f) << what << ", " << parameterTable[i].id;
     };
 
-    const auto whole = record (true, numbers);
+    const auto whole = binaryRecord (true, numbers);
     expectNear (after (whole).first, numbers, "whole");
     EXPECT_EQ (processor.currentPresetFile.getFullPathName(), "/Old Hall");
     EXPECT_EQ (processor.currentPresetName, "/Old Hall");
@@ -346,7 +320,7 @@ TEST_F (State, ReadsTheOlderBinaryRecord)
     }
 
     // Without its header it is a preset's form, and no host's.
-    const auto headerless = record (false, numbers);
+    const auto headerless = binaryRecord (false, numbers);
     EXPECT_EQ (after (headerless).first, unusual);
 
     const auto file = home.getChildFile ("Warm.qvz");
@@ -370,7 +344,7 @@ TEST_F (State, ReadsTheOlderBinaryRecord)
 
     // A name that is no UTF-8 makes no chunk that is refused later.
     constexpr char noUtf8[] { '\xff', '\xc0', '\xf0', '\x9f', '\x1', '\0' };
-    after (record (true, numbers, noUtf8));
+    after (binaryRecord (true, numbers, noUtf8));
     VarnelReverbAudioProcessor second;
     restore (second, chunkOf (processor));
     expectNear (values (second), numbers, "restored");
@@ -397,7 +371,7 @@ TEST_F (State, KnowsWhichPresetItCameFrom)
     presetAfter ("presetName='/x.xml'");
     EXPECT_EQ (presetAfter (""), "");
     EXPECT_EQ (listener.numChanges, 6);
-    restore (processor, record (true, {}));
+    restore (processor, binaryRecord (true, {}));
     EXPECT_EQ (listener.numChanges, 7);
     restore (processor, chunkWith ("<Other/>"));
     EXPECT_EQ (listener.numChanges, 7) << "what is refused tells nobody";
@@ -427,7 +401,7 @@ TEST_F (State, MayBeRestoredWhileWindowsComeAndGo)
     std::atomic<bool> running { true };
     std::atomic<int> numRestored { 0 };
     const auto xml = chunkWith ("<ReverbParams presetName='/one.xml'><PARAM id='ReverbSize' value='2'/></ReverbParams>");
-    const auto binary = record (true, { 3.0f });
+    const auto binary = binaryRecord (true, { 3.0f });
 
     std::thread host ([&]
                       {

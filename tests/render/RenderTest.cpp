@@ -5,7 +5,7 @@
 #include "processor/PresetFile.h"
 #include "processor/Product.h"
 #include "processor/Settings.h"
-#include "processor/VarnelReverbAudioProcessor.h"
+#include "support/Plugin.h"
 
 #include <gtest/gtest.h>
 #include <sndfile.h>
@@ -663,16 +663,9 @@ TEST_F (Render, StartsFromStatesAndPresetsAndWritesThem)
     EXPECT_TRUE (file ("again.xml").loadFileAsString().contains ("id=\"ReverbSize\" value=\"5.0\""));
 
     // A binary record of either kind is a preset, the one with its header a state too.
-    juce::MemoryOutputStream record;
-    record << "Ostr";
-    record.writeInt (1);
-    record.writeString ("");
-    record.writeString ("Old");
-    record.writeInt (0);
-    for (const auto value : { 5.0f, 33.0f, 0.0f, -1.6f, 33.0f, 1.0f, 1.0f })
-        record.writeFloat (value);
-    file ("old.qvz").replaceWithData (record.getData(), record.getDataSize());
-    file ("older.qvz").replaceWithData (static_cast<const char*> (record.getData()) + 8, record.getDataSize() - 8);
+    const auto record = binaryRecord (true, { 5.0f, 33.0f, 0.0f, -1.6f, 33.0f, 1.0f, 1.0f });
+    file ("old.qvz").replaceWithData (record.getData(), record.getSize());
+    file ("older.qvz").replaceWithData (static_cast<const char*> (record.getData()) + 8, record.getSize() - 8);
     for (const auto* start : { "--state old.qvz", "--preset old.qvz", "--preset older.qvz" })
     {
         ASSERT_EQ (render (juce::String (start) + " --save-preset from.xml").status, 0) << start;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 #include "WindowDriver.h"
 
-#include "Support.h"
+#include "Plugin.h"
 
 #include <algorithm>
 

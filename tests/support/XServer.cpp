@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: AGPL-3.0-only
 #include "XServer.h"
 
-#include "Support.h"
+#include "Plugin.h"
 
 #include <X11/Xlib.h>
 #include <X11/extensions/XTest.h>

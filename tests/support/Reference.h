@@ -2,10 +2,12 @@
 // The processor without a format around it: what every host has to make it sound like.
 #pragma once
 
-#include "Support.h"
+#include "Plugin.h"
 #include "processor/HostBinding.h"
 
 #include <thread>
+
+inline const auto stereo = juce::AudioChannelSet::stereo();
 
 /** Runs something on a thread that is not the message thread, as a host runs its blocks. */
 template <typename Function>

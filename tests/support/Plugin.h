@@ -96,6 +96,34 @@ inline void restore (varnel::VarnelReverbAudioProcessor& processor, const juce::
     processor.setStateInformation (chunk.getData(), static_cast<int> (chunk.getSize()));
 }
 
+/** A chunk with any text where the XML stands. */
+inline juce::MemoryBlock chunkWith (const juce::String& xml)
+{
+    juce::MemoryOutputStream out;
+    out << "VC2!";
+    out.writeInt (static_cast<int> (xml.getNumBytesAsUTF8()));
+    out << xml;
+    out.writeByte (0);
+    return out.getMemoryBlock();
+}
+
+/** A binary record: with the header that it has in a chunk, or without it as in the oldest files. */
+inline juce::MemoryBlock binaryRecord (bool header, const std::vector<float>& numbers, const char* name = "Old Hall")
+{
+    juce::MemoryOutputStream out;
+    if (header)
+    {
+        out << "Ostr";
+        out.writeInt (3);
+    }
+    out.writeString ("dropped");
+    out.write (name, std::strlen (name) + 1);
+    out.writeInt (-1);
+    for (const auto number : numbers)
+        out.writeFloat (number);
+    return out.getMemoryBlock();
+}
+
 /** Makes an object, ends it and leaves nothing in its place: whoever still calls it crashes, in every build. */
 template <typename Type, typename... Arguments>
 void comeAndGo (Arguments&&... arguments)
