@@ -28,7 +28,9 @@ import tempfile
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 COPY = ROOT / "build-faults"
-SECONDS = 600  # for a fault's build, or for its tests: who takes longer hangs
+SECONDS = 600  # for a fault's build, or for all tests: who takes longer hangs
+NEAR_SECONDS = 120  # for the tests of its own folder
+BYTES = 8 << 30  # of memory: who wants more never has enough
 
 # What is built and run for a fault in a folder. Tests with a capital are ctest's names, the others are programs.
 NEAR = {
@@ -38,7 +40,7 @@ NEAR = {
     "lv2": (["varnel-plain-lv2-tests"], ["varnel-plain-lv2-tests"]),
     "python": (["varnel-python", "varnel-render"], ["Python"]),
     "processor": (["varnel-plugin-tests"], ["varnel-plugin-tests"]),
-    "presets": (["varnel-plugin-tests"], ["varnel-plugin-tests"]),
+    "presets": (["varnel-plugin-tests", "varnel-editor-tests"], ["varnel-plugin-tests", "varnel-editor-tests"]),
     "render": (["varnel-render-tests"], ["varnel-render-tests"]),
     "editor": (["varnel-editor-tests"], ["varnel-editor-tests"]),
     "standalone": (["varnel-editor-tests"], ["varnel-editor-tests"]),
@@ -59,7 +61,7 @@ def run(command, home, seconds=SECONDS):
 
     with open(COPY / "build-faults.log", "a", encoding="utf-8") as log:
         print(f"\n$ {' '.join(command)}", file=log, flush=True)
-        with subprocess.Popen(command, cwd=COPY, env=environment, stdout=log, stderr=log, start_new_session=True) as process:
+        with subprocess.Popen(["prlimit", f"--as={BYTES}", *command], cwd=COPY, env=environment, stdout=log, stderr=log, start_new_session=True) as process:
             try:
                 return process.wait(seconds) == 0
             except subprocess.TimeoutExpired:
@@ -113,7 +115,7 @@ def near_verdict(folder, home):
 
     for test in tests:
         command = ["ctest", "--preset", "release", "-R", f"^{test}"] if test[0].isupper() else [f"build/tests/{test}", "--gtest_brief=1", "--gtest_fail_fast"]
-        if not run(command, home):
+        if not run(command, home, NEAR_SECONDS):
             return "caught"
 
     return "passed near"

@@ -6,6 +6,7 @@
 #include "presets/PresetManager.h"
 #include "processor/Files.h"
 #include "processor/PresetFile.h"
+#include "processor/Text.h"
 
 #include <csignal>
 #include <cstdlib>
@@ -122,6 +123,10 @@ TEST_F (Presets, AreReadByWhatTheyHold)
         user ("wide.xml").replaceWithData (text.getData(), text.getDataSize());
         EXPECT_EQ (load (user ("wide.xml")), 5.0f) << (bigEndian ? "big" : "little") << " end first";
     }
+    constexpr unsigned char halves[] { 0xff, 0xfe, 0, 0xdc, 0, 0xdc, 'a', 0 };
+    EXPECT_EQ (varnel::textOfFile ({ halves, sizeof (halves) }), juce::String::fromUTF8 ("\xef\xbf\xbd\xef\xbf\xbd"
+                                                                                         "a"))
+        << "halves of pairs are no characters";
     for (const auto& kept : { "<!DOCTYPE a [<!ENTITY e '5'>]>" + five + "&e;</a>", five + "<?x?>text</a>", five + juce::String::repeatedString ("<b>", 100000), five + "&#x", five + juce::String::repeatedString (" ", 20 << 20) })
     {
         user ("kept.xml").replaceWithText (kept);

@@ -105,12 +105,25 @@ TEST_F (Controllers, AreAnsweredOnceAndInAGesture)
     send ({ { 25, 127 } });
     EXPECT_EQ (heardWhileAnswering(), "");
 
+    // It keeps up with a hand.
+    int numAnswered = 0;
+    const auto isAnswered = [&]
+    {
+        const auto isUp = numAnswered % 2 == 0;
+        if (get (processor, "ReverbSize") == (isUp ? 100.0f : 0.0f) && ++numAnswered < 21)
+            send ({ { 20, isUp ? 0 : 127 } });
+        return numAnswered == 21;
+    };
+    EXPECT_SOON (isAnswered());
+
     // Who leaves does not answer any more.
     send ({ { 20, 0 } });
     answers.reset();
     send ({ { 20, 0 } });
     deliverMessages (50);
     EXPECT_EQ (get (processor, "ReverbSize"), 100.0f);
+    comeAndGo<varnel::ControllerAnswers> (processor);
+    set (processor, "ReverbMod", 1.0f);
 }
 
 TEST_F (Controllers, AreHeardFromTheNextBlockOnInOfflineRendering)

@@ -241,11 +241,10 @@ TEST (Processor, LearnsControllersAndPassesTheirValuesOn)
     const std::vector<juce::uint8> sysex (100000, 0x0b);
     send (juce::MidiMessage::createSysExMessage (sysex.data(), static_cast<int> (sysex.size())));
 
-    // A controller's message that is cut short ends with its bytes, whatever lies behind them.
-    const juce::uint8 shortened[] { 0xb0, 9 };
+    // A controller's message that is cut short ends with its bytes, whatever lies behind them, and none has numbers above 127.
     host.midi.clear();
-    for (const auto time : { 0, 5 })
-        host.midi.addEvent (shortened, 2, time);
+    for (const auto& malformed : { std::vector<juce::uint8> { 0xb0, 9 }, { 0xb0, 9 }, { 0xb0, 9, 0x90 }, { 0xb0, 0x89, 1 } })
+        host.midi.addEvent (malformed.data(), static_cast<int> (malformed.size()), 5);
     host.process (impulse (2, 16));
     EXPECT_EQ (map[0], varnel::MidiControllerMap::learning);
     EXPECT_TRUE (listener.told.empty());

@@ -127,9 +127,11 @@ TEST_F (Settings, KeepTheControllerMapBetweenInstances)
 
 TEST_F (Settings, AreWrittenThreeSecondsAfterAChange)
 {
+    const auto start = juce::Time::getMillisecondCounterHiRes();
     VarnelReverbAudioProcessor processor;
     EXPECT_FALSE (settingsFile.exists());
     EXPECT_SOON (settingsFile.exists());
+    EXPECT_GT (juce::Time::getMillisecondCounterHiRes() - start, 2000.0);
     EXPECT_EQ (stored ("initialized"), "1");
     EXPECT_FALSE (stored ("0").has_value()) << "the map follows at the end";
 }

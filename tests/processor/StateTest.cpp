@@ -219,6 +219,13 @@ TEST_F (State, IsNotFooledByHostileXml)
         EXPECT_EQ (after (chunkWith ("<ReverbParams><PARAM id='ReverbSize' value='1'/>" + juce::String (number))).first, unusual) << number;
     EXPECT_EQ (after (chunkWith ("<ReverbParams><PARAM id='ReverbSize' value='&#x34;&#50;'/></ReverbParams>")).first[0], 42.0f);
 
+    // More than any tree of ours has: levels, parts, names
+    juce::String names;
+    for (int i = 0; i < 1001; ++i)
+        names << "<a" << i << "/>";
+    for (const auto& more : { juce::String::repeatedString ("<a>", 300) + juce::String::repeatedString ("</a>", 300), juce::String::repeatedString ("<a/>", 200001), names })
+        EXPECT_EQ (after (chunkWith ("<ReverbParams>" + more + "</ReverbParams>")).first, unusual) << more.substring (0, 20);
+
     // What a parser can be given safely, it is given.
     const juce::String size ("<PARAM id='ReverbSize' value='42'/>");
     for (const auto& harmless : { juce::String ("<!-- <? &# & --><?x?><!DOCTYPE ReverbParams [<!ENTITY e 'never used'>]><ReverbParams>@</ReverbParams>"),
@@ -341,6 +348,11 @@ TEST_F (State, ReadsTheOlderBinaryRecord)
     processor.loadBinaryPreset (home);
     EXPECT_EQ (values (processor), unusual);
     EXPECT_EQ (processor.currentPresetFile, file);
+
+    // A name in Latin-1
+    after (binaryRecord (true, numbers, "Gro\xdf"
+                                        "e Allee \xc9"));
+    EXPECT_EQ (processor.currentPresetName, juce::String::fromUTF8 ("/Große Allee É"));
 
     // A name that is no UTF-8 makes no chunk that is refused later.
     constexpr char noUtf8[] { '\xff', '\xc0', '\xf0', '\x9f', '\x1', '\0' };
