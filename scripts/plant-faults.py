@@ -18,10 +18,12 @@ Needs what scripts/setup.sh installs. Takes half a minute for a fault that is ca
 """
 
 import argparse
+import contextlib
 import json
 import os
 import pathlib
 import shutil
+import signal
 import subprocess
 import sys
 import tempfile
@@ -65,8 +67,10 @@ def run(command, home, seconds=SECONDS):
             try:
                 return process.wait(seconds) == 0
             except subprocess.TimeoutExpired:
-                os.killpg(process.pid, 9)
                 return False
+            finally:
+                with contextlib.suppress(ProcessLookupError):
+                    os.killpg(process.pid, signal.SIGKILL)
 
 
 def copy_tree():
@@ -149,6 +153,7 @@ def settle(faults, home, note):
 
 def main():
     global COPY
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit("plant-faults: ended"))  # and what is planted is taken back
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--list", type=pathlib.Path, default=ROOT / "scripts/faults.json", help="another list")
     parser.add_argument("--only", default="", metavar="TEXT", help="faults whose file or description has this text")

@@ -82,6 +82,7 @@ def test_settings_streams_and_layouts_agree():
     assert varnel.impulse_response(8000, size=20).shape[1] == round(8000 * varnel.tail_seconds(8000, size=20))
     assert varnel.reverb(NOISE[:, :0], 48000, tail=0).shape == (2, 0)
     assert varnel.reverb(np.zeros((2, 20000)), 8000).shape == (2, 28000), "silence in the sound is not its tail's end"
+    assert varnel.reverb(impulse, 8000, size=100).shape == (2, 4800 + 60 * 8000), "what rings on is ended after a minute"
 
 
 @pytest.mark.parametrize("error, words, call", [

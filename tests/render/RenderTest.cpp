@@ -674,6 +674,8 @@ TEST_F (Render, StartsFromStatesAndPresetsAndWritesThem)
 
     file ("cut.chunk").replaceWithData ("VC2!\x10\0\0\0Reverb", 14);
     file ("short.chunk").replaceWithText ("VC");
+    file ("empty.chunk").replaceWithData ("VC2!\0\0\0\0 ", 9);
+    file ("cut.qvz").replaceWithData (record.getData(), record.getSize() - 1);
     file ("other.chunk").replaceWithData ("VC2!\x8\0\0\0<Other/>", 17);
     file ("other.xml").replaceWithText ("<Other/>");
     file ("text.xml").replaceWithText ("Nothing");
@@ -684,6 +686,8 @@ TEST_F (Render, StartsFromStatesAndPresetsAndWritesThem)
         { "in.wav out.wav --state older.qvz", 1, { "older.qvz", "neither \"VC2!\" nor \"Ostr\"" } },
         { "in.wav out.wav --state cut.chunk", 1, { "cut.chunk", "cannot be parsed" } },
         { "in.wav out.wav --state short.chunk", 1, { "short.chunk", "too short" } },
+        { "in.wav out.wav --state empty.chunk", 1, { "empty.chunk", "holds no text" } },
+        { "in.wav out.wav --preset cut.qvz", 1, { "cut.qvz", "nor a whole binary record" } },
         { "in.wav out.wav --state other.chunk", 1, { "other.chunk", "root \"Other\"" } },
         { "in.wav out.wav --state pipe", 1, { "pipe", "not a regular file" } },
         { "in.wav out.wav --preset other.xml", 1, { "other.xml", "no \"presetName\"" } },
