@@ -133,7 +133,8 @@ protected:
             const auto now = look();
             for (const auto& [what, value] : now)
                 EXPECT_EQ (value, expected[what]) << menu << ": " << row << " changes " << what;
-            EXPECT_EQ (now.size(), expected.size());
+            ASSERT_EQ (now.size(), expected.size());
+            ASSERT_FALSE (HasFailure()); // or each of those that follow waits as long
         }
     }
 

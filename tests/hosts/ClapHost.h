@@ -11,6 +11,7 @@
 #include <atomic>
 #include <deque>
 #include <dlfcn.h>
+#include <limits>
 
 /** A library's entry. It stays loaded, as a host keeps what it has scanned. */
 inline const clap_plugin_entry_t& clapEntry (const char* path = VARNEL_CLAP_FILE)
@@ -57,14 +58,14 @@ struct ClapEvents
     const clap_output_events_t out { this, [] (const auto* list, const clap_event_header_t* event)
                                      {
         auto& self = of (list);
-        if (self.isFull)
+        if (self.events.size() >= self.room)
             return false;
         self.events.emplace_back();
         std::memcpy (&self.events.back(), event, event->size);
         return true; } };
 
     std::deque<ClapEvent> events;
-    bool isFull = false;
+    size_t room = std::numeric_limits<size_t>::max();
 
 private:
     static ClapEvents& of (const auto* list) { return *static_cast<ClapEvents*> (list->ctx); }

@@ -201,11 +201,9 @@ TEST (Clap, TellsItsHostOfHandsAndPresets)
         EXPECT_SOON (clap.flushAsked && clap.valueOf (0) > 33.5);
         deliverMessages (50);
         ClapEvents in, out;
-        out.isFull = true;
         clap.params().flush (clap.plugin, nullptr, nullptr);
-        clap.params().flush (clap.plugin, &in.in, &out.out);
-        out.isFull = false;
-        clap.params().flush (clap.plugin, nullptr, &out.out);
+        for (out.room = 0; out.room <= 10; ++out.room)
+            clap.params().flush (clap.plugin, &in.in, &out.out);
         ASSERT_EQ (out.events.size(), 3) << "begin, value, end, kept until the host takes them";
         EXPECT_EQ (out.events[0].header.type, CLAP_EVENT_PARAM_GESTURE_BEGIN);
         EXPECT_EQ (out.events[1].header.type, CLAP_EVENT_PARAM_VALUE);
