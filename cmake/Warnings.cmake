@@ -19,6 +19,6 @@ endif()
 # Arguments: targets
 function (varnel_warn_about)
     foreach (target IN LISTS ARGN)
-        target_compile_options (${target} PRIVATE ${VARNEL_WARNINGS})
+        target_compile_options (${target} PRIVATE "$<$<COMPILE_LANGUAGE:CXX>:${VARNEL_WARNINGS}>")
     endforeach()
 endfunction()
