@@ -68,26 +68,6 @@ TEST (Extremes, AMillionSamplesAreABlockLikeAnyOther)
     EXPECT_EQ (whole, inPieces);
 }
 
-TEST (Extremes, UpToSixtyFourChannelsAreTwoOfSoundAndOthersLeftAlone)
-{
-    for (std::size_t numChannels = 0; numChannels <= 64; ++numChannels)
-    {
-        auto engine = preparedEngine (48000.0, {}, static_cast<int> (numChannels));
-        Noise noise;
-        auto channels = noiseChannels (noise, std::max<std::size_t> (numChannels, 1), 300);
-        channels.resize (numChannels);
-        const auto before = channels;
-
-        std::vector<float*> pointers;
-        for (auto& channel : channels)
-            pointers.push_back (channel.data());
-        engine->processBlock (pointers.data(), static_cast<int> (numChannels), 300);
-
-        for (std::size_t channel = 0; channel < numChannels; ++channel)
-            EXPECT_EQ (channels[channel] != before[channel], channel < 2) << "channel " << channel << " of " << numChannels;
-    }
-}
-
 TEST (Extremes, NothingHasToBePreparedOrIsSpoiltByPreparingAgain)
 {
     ReverbEngine unprepared;

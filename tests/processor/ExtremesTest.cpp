@@ -4,7 +4,6 @@
 #include "support/Plugin.h"
 
 #include <cmath>
-#include <memory>
 
 using varnel::VarnelReverbAudioProcessor;
 
@@ -55,28 +54,4 @@ TEST (Extremes, AProcessorNeedsNeitherPreparationNorRelease)
         EXPECT_TRUE (isSound (impulseThrough (processor, 100, numChannels))) << numChannels;
 
     EXPECT_TRUE (isSound (impulseThrough (processor, 1048576)));
-}
-
-TEST (Extremes, AThousandProcessorsSoundLikeOne)
-{
-    constexpr double rate = 8000.0; // for the memory's sake
-    std::vector<std::unique_ptr<VarnelReverbAudioProcessor>> processors;
-
-    for (int i = 0; i < 1000; ++i)
-    {
-        processors.push_back (std::make_unique<VarnelReverbAudioProcessor> (UserSettings::ignored, Buses::on));
-        processors.back()->prepareToPlay (rate, 512);
-    }
-
-    const auto expected = impulseThrough (*processors.front(), 512);
-
-    for (size_t i = 1; i < processors.size(); ++i)
-        ASSERT_EQ (impulseThrough (*processors[i], 512), expected) << "processor " << i;
-
-    // They go in any order, each with its timer.
-    for (size_t i = 0; i < processors.size(); i += 2)
-        processors[i].reset();
-
-    deliverMessages (150);
-    EXPECT_EQ (get (*processors[1], "ReverbSize"), 33.0f);
 }

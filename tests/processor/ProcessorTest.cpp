@@ -274,15 +274,6 @@ TEST (Processor, LearnsControllersAndPassesTheirValuesOn)
     host.processor.removeListener (&listener);
 }
 
-TEST (Processor, OpensAWindow)
-{
-    VarnelReverbAudioProcessor processor;
-    EXPECT_TRUE (processor.hasEditor());
-    const std::unique_ptr<juce::AudioProcessorEditor> editor (processor.createEditor());
-    ASSERT_NE (editor, nullptr);
-    EXPECT_GT (editor->getWidth(), 0);
-}
-
 // The thread sanitizer judges.
 TEST (Threads, MayAutomateAllParametersAndReadTheMetersWhileABlockRuns)
 {
