@@ -480,13 +480,9 @@ TEST_F (Presets, AreScannedInFoldersAsPeopleHaveThem)
     preset (user ("closed/inside.xml"));
     std::filesystem::permissions (closed.getFullPathName().toStdString(), std::filesystem::perms::none);
 
-    // The superuser can read it, and whoever has been given a namespace.
-    std::error_code denied;
-    const auto hidden = std::filesystem::directory_iterator (closed.getFullPathName().toStdString(), denied) == std::filesystem::directory_iterator();
-
     start();
     auto found = flatOrder();
-    found.erase (std::remove (found.begin(), found.end(), "closed/inside.xml"), found.end());
+    found.erase (std::remove (found.begin(), found.end(), "closed/inside.xml"), found.end()); // which the superuser can read
     EXPECT_EQ (found, (std::vector<std::string> { "file link.xml", "plain.xml", "linked folder/linked.xml", "the same again/linked.xml", "Ünïcødé/日本語.xml" }));
     std::filesystem::permissions (closed.getFullPathName().toStdString(), std::filesystem::perms::owner_all);
 
@@ -501,7 +497,7 @@ TEST_F (Presets, AreScannedInFoldersAsPeopleHaveThem)
         }
     link (user ("0 levels"), home.getChildFile ("levels/0").getFullPathName().toStdString());
     manager->rescan();
-    EXPECT_EQ (flatOrder().size(), hidden ? 5u : 6u);
+    EXPECT_EQ (flatOrder().size(), 6u);
 
     // A folder that has gone, and one that the user chose
     manager->rescan();
