@@ -12,7 +12,7 @@ render=build/source/render/varnel-render
 
 if [ ! -f build/build.ninja ]; then
     echo "demo: configuring"
-    cmake --preset release >build-demo.log 2>&1 || { cat build-demo.log; exit 1; }
+    cmake --preset release -DCMAKE_UNITY_BUILD=ON >build-demo.log 2>&1 || { cat build-demo.log; exit 1; }
     mv build-demo.log build/demo.log
 fi
 

@@ -5,7 +5,8 @@
 usage: plant-faults.py [--list FILE] [--only TEXT] [--copy FOLDER] [--near] [--again]
 
 Each fault of the list (faults.json, beside this script) is an exact text of a file and what is put in its place. It is
-planted in a copy of the working tree, in build-faults or where --copy says, which is built and tested; the tree itself is never touched.
+planted in a copy of the working tree, in build-faults or where --copy says, which is built and tested; the tree itself is
+never touched.
 Near tests come first: those of the fault's own folder. What they let pass is planted together and meets all tests of the
 release build and the check of the C library; where that fails, the group is halved, until each fault is told from the
 others. --near leaves the second round out.
@@ -14,7 +15,7 @@ A fault may leave something behind over which all later tests fail, and would th
 near tests have to pass without any fault at the beginning, and again at the end, or the verdicts are not to be believed.
 
 Results go to results.json in the copy as they come; what stands there is not done again unless --again is given.
-Needs what scripts/setup.sh installs. Takes half a minute for a fault that is caught near.
+Needs what scripts/setup.sh installs. Takes some seconds to half a minute for a fault that is caught near.
 """
 
 import argparse
