@@ -5,6 +5,8 @@
 
 #include "standalone/AudioSettings.h"
 
+#include <cmath>
+
 using namespace varnel;
 
 TEST_F (Window, OpensAtTheScaleThatWasKept)
